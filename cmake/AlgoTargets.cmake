@@ -1,0 +1,33 @@
+# Helpers that keep each plug-in and each test folder down to one or two CMake lines.
+
+# add_algo_plugin(Name source...): builds lib<Name>.so into bin/ on the plug-in kit.
+function(add_algo_plugin name)
+    add_library(${name} MODULE ${ARGN})
+    target_link_libraries(${name} PRIVATE algo_kit)
+    set_target_properties(${name} PROPERTIES PREFIX "lib")
+    add_dependencies(algo_plugins ${name})
+endfunction()
+
+# add_algo_test(name source...): a GoogleTest executable registered with CTest.
+function(add_algo_test name)
+    add_executable(${name} ${ARGN})
+    target_link_libraries(${name} PRIVATE algo_test_support)
+    set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+    gtest_discover_tests(${name} WORKING_DIRECTORY ${CMAKE_BINARY_DIR}/tests
+        DISCOVERY_TIMEOUT 60 PROPERTIES ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
+endfunction()
+
+# Adds every immediate or second-level subfolder of dir that holds a CMakeLists.txt.
+function(add_subfolders_with_cmake dir depth)
+    if(depth EQUAL 1)
+        file(GLOB children LIST_DIRECTORIES true ${dir}/*)
+    else()
+        file(GLOB children LIST_DIRECTORIES true ${dir}/*/*)
+    endif()
+    list(SORT children)
+    foreach(child ${children})
+        if(IS_DIRECTORY ${child} AND EXISTS ${child}/CMakeLists.txt)
+            add_subdirectory(${child})
+        endif()
+    endforeach()
+endfunction()
