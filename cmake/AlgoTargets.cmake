@@ -8,10 +8,19 @@ function(add_algo_plugin name)
     add_dependencies(algo_plugins ${name})
 endfunction()
 
-# add_algo_test(name source...): a GoogleTest executable registered with CTest.
+# add_algo_test(name source...): a GoogleTest executable registered with CTest, run inside an
+# offscreen QApplication. add_algo_test_without_app: the same with a plain main (no Qt application).
 function(add_algo_test name)
     add_executable(${name} ${ARGN})
-    target_link_libraries(${name} PRIVATE algo_test_support)
+    target_link_libraries(${name} PRIVATE algo_test_support algo_test_main)
+    set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+    gtest_discover_tests(${name} WORKING_DIRECTORY ${CMAKE_BINARY_DIR}/tests
+        DISCOVERY_TIMEOUT 60 PROPERTIES ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
+endfunction()
+
+function(add_algo_test_without_app name)
+    add_executable(${name} ${ARGN})
+    target_link_libraries(${name} PRIVATE algo_test_support GTest::gtest_main)
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
     gtest_discover_tests(${name} WORKING_DIRECTORY ${CMAKE_BINARY_DIR}/tests
         DISCOVERY_TIMEOUT 60 PROPERTIES ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
