@@ -32,15 +32,15 @@ ALGO_API bool ExcuteAlgo_DeRelationStretch(const char* inputFile, const char* ou
 /* Atmospheric correction (FLAASH-like model). */
 ALGO_API bool ExcuteAlgo_VYRAtmCorr(const char* inputFile, const char* metaFile, const char* outputFile, int sensorType, int atmosphereModel, int aerosolModel, int month, int day, AlgoResult* result);
 /* Forward minimum noise fraction transform. */
-ALGO_API bool ExcuteAlgo_MNFTransformFunc(const char* inputFile, const char* outputFile, const char* statisticsFile, AlgoResult* result);
+ALGO_API bool ExcuteAlgo_MNFTransformFunc(const char* inputFile, const char* outputFile, const char* statisticsFile, int dataType, AlgoResult* result);
 /* Quick mosaic of compatible georeferenced rasters. */
 ALGO_API bool ExcuteAlgo_ImageMosaicFast(const char* inputFiles, const char* outputFile, AlgoResult* result);
 /* Forward principal components transform. */
-ALGO_API bool ExcuteAlgo_PCATransformFunc(const char* inputFile, const char* outputFile, const char* statisticsFile, int dataType, int componentCount, int useCorrelation, int bands, int region, AlgoResult* result);
+ALGO_API bool ExcuteAlgo_PCATransformFunc(const char* inputFile, const char* outputFile, const char* statisticsFile, int dataType, AlgoResult* result);
 /* Inverse principal components transform. */
 ALGO_API bool ExcuteAlgo_InvPCATransformFunc(const char* inputFile, const char* outputFile, const char* statisticsFile, int dataType, AlgoResult* result);
 /* Inverse minimum noise fraction transform. */
-ALGO_API bool ExcuteAlgo_InvMNTransformFunc(const char* inputFile, const char* outputFile, const char* statisticsFile, AlgoResult* result);
+ALGO_API bool ExcuteAlgo_InvMNTransformFunc(const char* inputFile, const char* outputFile, const char* statisticsFile, int dataType, AlgoResult* result);
 /* Build a geometric lookup table. */
 ALGO_API bool ExcuteAlgo_BuildGLT(const char* inputFile, const char* latFile, const char* lonFile, const char* outputFile, AlgoResult* result);
 /* Georeference an image with a geometric lookup table. */
@@ -52,21 +52,21 @@ ALGO_API bool ExcuteAlgo_InvFFTransformFunc(const char* inputFile, const char* o
 /* Kauth-Thomas (tasselled cap) transform. */
 ALGO_API bool ExcuteAlgo_KTTransformFunc(const char* inputFile, const char* outputFile, int sensorType, AlgoResult* result);
 /* RGB to IHS colour transform. */
-ALGO_API bool ExcuteAlgo_RGB2IHSTransformFunc(const char* inputFile, const char* outputFile, int redBand, int greenBand, int blueBand, int stretchType, int stretchMin, int stretchMax, AlgoResult* result);
+ALGO_API bool ExcuteAlgo_RGB2IHSTransformFunc(const char* inputFile, const char* outputFile, int bandOrder, AlgoResult* result);
 /* IHS to RGB colour transform. */
-ALGO_API bool ExcuteAlgo_IHS2RGBTransformFunc(const char* inputFile, const char* outputFile, int intensityBand, int hueBand, int saturationBand, AlgoResult* result);
+ALGO_API bool ExcuteAlgo_IHS2RGBTransformFunc(const char* inputFile, const char* outputFile, int bandOrder, AlgoResult* result);
 /* Spatial convolution filter from the table of named kernels. */
 ALGO_API bool ExcuteAlgo_ImgProFiltSpaCom(const char* inputFile, const char* outputFile, int filterType, const char* bands, int mode, AlgoResult* result);
 /* Mean filter. */
 ALGO_API bool ExcuteAlgo_ImgProFiltSpaMean(const char* inputFile, const char* outputFile, int kernelSize, const char* bands, int mode, AlgoResult* result);
 /* Median filter. */
-ALGO_API bool ExcuteAlgo_ImgProFiltSpaMid(const char* inputFile, const char* outputFile, int kernelSize, const char* bands, int mode, int extra, AlgoResult* result);
+ALGO_API bool ExcuteAlgo_ImgProFiltSpaMid(const char* inputFile, const char* outputFile, int kernelSize, const char* bands, int mode, int shape, AlgoResult* result);
 /* Directional filter. */
 ALGO_API bool ExcuteAlgo_ImgProFiltSpaDirect(const char* inputFile, const char* outputFile, const char* bands, int mode, int directionType, AlgoResult* result);
 /* Frequency-domain filter. */
 ALGO_API bool ExcuteAlgo_ImgProFiltFrequency(const char* inputFile, const char* outputFile, const char* bands, int mode, int filterKind, int passFlag, long cutOff, long segmentPoint, AlgoResult* result);
 /* Homomorphic filter. */
-ALGO_API bool ExcuteAlgo_ImgProFiltHomo(const char* inputFile, const char* outputFile, const char* bands, int mode, float gammaHigh, float gammaLow, float cutOff, float sharpness, int extra, AlgoResult* result);
+ALGO_API bool ExcuteAlgo_ImgProFiltHomo(const char* inputFile, const char* outputFile, const char* bands, int mode, float gammaHigh, float gammaLow, float cutOff, float sharpness, int order, AlgoResult* result);
 /* Custom convolution kernel. */
 ALGO_API bool ExcuteAlgo_ImgProFiltCustom(const char* inputFile, const char* outputFile, const char* bands, int mode, long kernelSize, const char* kernel, AlgoResult* result);
 /* Differential sharpening. */

@@ -1,5 +1,6 @@
 // The dispatch table of ExcuteAlgo: names in the order they are compared, each with its entry.
 #include "dispatch_table.h"
+#include "imageproc/transform_table_entries.h"
 
 namespace algofactory
 {
@@ -64,7 +65,7 @@ const std::vector<DispatchRow>& dispatchTable()
         makeRow("VYRAtmCorr", "ExcuteAlgo_VYRAtmCorr", &ExcuteAlgo_VYRAtmCorr),
         makeRow("HysOrthorectification", "ExcuteAlgo_HysOrthorectification", &ExcuteAlgo_HysOrthorectification),
         makeRow("SavitzkyGolayFiltering", "ExcuteAlgo_SavitzkyGolayFiltering", &ExcuteAlgo_SavitzkyGolayFiltering),
-        makeRow("MNFTransform", "ExcuteAlgo_MNFTransformFunc", &ExcuteAlgo_MNFTransformFunc),
+        makeRow("MNFTransform", "ExcuteAlgo_MNFTransformFunc", &mnfForwardFromTable),
         makeRow("NoiseEstimation", "ExcuteAlgo_NoiseEstimation", &ExcuteAlgo_NoiseEstimation),
         makeRow("HysSharpness", "ExcuteAlgo_HysSharpness", &ExcuteAlgo_HysSharpness),
         makeRow("InformationEntropy", "ExcuteAlgo_InformationEntropy", &ExcuteAlgo_InformationEntropy),
@@ -82,17 +83,17 @@ const std::vector<DispatchRow>& dispatchTable()
         makeRow("FastMosaic", "ExcuteAlgo_ImageMosaicFast", &ExcuteAlgo_ImageMosaicFast),
         makeRow("VectorUnion", "ExcuteAlgo_VectorUnion", &ExcuteAlgo_VectorUnion),
         makeRow("VectorSmooth", "ExcuteAlgo_VectorSmooth", &ExcuteAlgo_VectorSmooth),
-        makeRow("PCAForwardTrans", "ExcuteAlgo_PCATransformFunc", &ExcuteAlgo_PCATransformFunc),
+        makeRow("PCAForwardTrans", "ExcuteAlgo_PCATransformFunc", &pcaForwardFromTable),
         makeRow("PCAInverseTrans", "ExcuteAlgo_InvPCATransformFunc", &ExcuteAlgo_InvPCATransformFunc),
-        makeRow("MNFTransform", "ExcuteAlgo_MNFTransformFunc", &ExcuteAlgo_MNFTransformFunc),
-        makeRow("InvMNTransform", "ExcuteAlgo_InvMNTransformFunc", &ExcuteAlgo_InvMNTransformFunc),
+        makeRow("MNFTransform", "ExcuteAlgo_MNFTransformFunc", &mnfForwardFromTable),
+        makeRow("InvMNTransform", "ExcuteAlgo_InvMNTransformFunc", &mnfInverseFromTable),
         makeRow("BuildGLT", "ExcuteAlgo_BuildGLT", &ExcuteAlgo_BuildGLT),
         makeRow("UsingGlt", "ExcuteAlgo_UsingGlt", &ExcuteAlgo_UsingGlt),
         makeRow("FFTForwardTrans", "ExcuteAlgo_FFTransformFunc", &ExcuteAlgo_FFTransformFunc),
         makeRow("FFTInverseTrans", "ExcuteAlgo_InvFFTransformFunc", &ExcuteAlgo_InvFFTransformFunc),
         makeRow("KTTrans", "ExcuteAlgo_KTTransformFunc", &ExcuteAlgo_KTTransformFunc),
-        makeRow("RGB2IHSTrans", "ExcuteAlgo_RGB2IHSTransformFunc", &ExcuteAlgo_RGB2IHSTransformFunc),
-        makeRow("IHS2RGBTrans", "ExcuteAlgo_IHS2RGBTransformFunc", &ExcuteAlgo_IHS2RGBTransformFunc),
+        makeRow("RGB2IHSTrans", "ExcuteAlgo_RGB2IHSTransformFunc", &rgbToIhsFromTable),
+        makeRow("IHS2RGBTrans", "ExcuteAlgo_IHS2RGBTransformFunc", &ihsToRgbFromTable),
         makeRow("ImgProFiltSpaCom", "ExcuteAlgo_ImgProFiltSpaCom", &ExcuteAlgo_ImgProFiltSpaCom),
         makeRow("ImgProFiltSpaMean", "ExcuteAlgo_ImgProFiltSpaMean", &ExcuteAlgo_ImgProFiltSpaMean),
         makeRow("ImgProFiltSpaMid", "ExcuteAlgo_ImgProFiltSpaMid", &ExcuteAlgo_ImgProFiltSpaMid),
