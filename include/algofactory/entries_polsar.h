@@ -33,8 +33,11 @@ ALGO_API bool ExcuteAlgo_WishartSupervisedClassification(const char* inputDir, c
 ALGO_API bool ExcuteAlgo_PolSAR_BasisChange(const char* inputDir, const char* outputDir, const char* basis, AlgoResult* result);
 /* Merge classes of a polarimetric classification. */
 ALGO_API bool ExcuteAlgo_PolSAR_ClassMerge(const char* inputFile, const char* outputFile, const char* mergePairs, AlgoResult* result);
-/* Polarimetric decomposition. */
-ALGO_API bool ExcuteAlgo_PolSAR_Decomposition(const char* inputDir, const char* outputDir, const char* method, int windowSize, AlgoResult* result);
+/* H/A/Alpha decomposition of a quad-pol scene. input: a T3 coherency-matrix folder (config.txt, T11.bin, ...) or the
+   four single-band complex channel images "HH|HV|VH|VV"; method: "HAAlpha"; windowSize: odd boxcar size, at most
+   the image's smaller side. Writes <base>_entropy.img, _anisotropy.img, _alpha.img (degrees) and _lambda.img
+   (Float32 ENVI) into outputDir; <base> is the T3 folder's name or the HH image's name without its last suffix. */
+ALGO_API bool ExcuteAlgo_PolSAR_Decomposition(const char* input, const char* outputDir, const char* method, int windowSize, AlgoResult* result);
 /* Polarimetric speckle filter. */
 ALGO_API bool ExcuteAlgo_PolSAR_Filter(const char* inputDir, const char* outputDir, const char* filterType, int windowSize, AlgoResult* result);
 /* H/A/Alpha classification. */
