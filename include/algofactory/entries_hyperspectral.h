@@ -14,7 +14,7 @@ ALGO_API bool ExcuteAlgo_SavitzkyGolayFiltering(const char* inputFile, const cha
 /* Estimate the noise of each band of a hyperspectral image. */
 ALGO_API bool ExcuteAlgo_NoiseEstimation(const char* inputFile, const char* outputDir, double ratio, AlgoResult* result);
 /* Sharpness measures of each band of a hyperspectral image. */
-ALGO_API bool ExcuteAlgo_HysSharpness(const char* inputFile, const char* region, const char* bands, double outputDir, const char* chartType, AlgoResult* result);
+ALGO_API bool ExcuteAlgo_HysSharpness(const char* inputFile, const char* region, const char* bands, const char* outputDir, int chartType, AlgoResult* result);
 /* Information entropy of each band. */
 ALGO_API bool ExcuteAlgo_InformationEntropy(const char* inputFile, const char* region, const char* bands, const char* outputDir, AlgoResult* result);
 /* Per-band statistics, covariance and correlation. */
