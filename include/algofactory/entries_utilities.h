@@ -18,7 +18,7 @@ ALGO_API bool ExcuteAlgo_ImageResample(const char* inputFile, const char* output
 /* Build overviews (pyramids) of a raster. */
 ALGO_API bool ExcuteAlgo_ImagePyramidBuild(const char* inputFile, AlgoResult* result);
 /* Set the no-data value of a raster. */
-ALGO_API bool ExcuteAlgo_SetNodata(const char* inputFile, double noDataValue, AlgoResult* result);
+ALGO_API bool ExcuteAlgo_SetNodata(const char* inputFile, int noDataValue, AlgoResult* result);
 /* Automatic data preparation of a delivery folder. */
 ALGO_API bool ExcuteAlgo_DataAutoMagic(const char* inputDir, const char* outputDir, const char* options, AlgoResult* result);
 /* Stack bands of several rasters into one. */
