@@ -23,7 +23,7 @@ struct stInfoClassificationISO
     int maxIterations = 0;
     double maxStdDev = 0.0;    // a class whose largest band deviation exceeds this is split
     double minDistance = 0.0;  // centres closer than this are merged
-    std::vector<int> bands;    // 1-based band numbers, as the caller wrote them
+    std::vector<int> bands;    // 0-based band indices, as the caller wrote them
     QString reserved1;
     std::int64_t reserved2 = 0;
     QString reserved3;
@@ -37,7 +37,7 @@ struct stInfoClassificationKmeans
     int expectedClasses = 0;
     int maxIterations = 0;     // the entry's fifth argument; 0 or less: 20
     double threshold = 0.0;    // stop when the fraction of pixels changing class is at most this
-    std::vector<int> bands;    // 1-based band numbers
+    std::vector<int> bands;    // 0-based band indices
     std::int64_t reserved1 = 0;
     QString title;
     std::int64_t reserved2 = 0;
@@ -47,7 +47,7 @@ struct stInfoClassificationKmeans
 struct NETWORKCLASS
 {
     QString inputFile;
-    std::vector<int> bands;    // 1-based band numbers
+    std::vector<int> bands;    // 0-based band indices
     QString outputFile;
     int networkType = 0;       // 0: self-organising map (1-D chain of nodes), 1: competitive learning (winner only)
     int classCount = 0;
