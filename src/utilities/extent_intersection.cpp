@@ -50,6 +50,7 @@ using Dataset = std::unique_ptr<GDALDataset, Closer>;
 
 Dataset openQuietly(const QString& path, unsigned flags)
 {
+    GDALAllRegister();
     CPLPushErrorHandler(CPLQuietErrorHandler);
     GDALDataset* dataset =
         GDALDataset::FromHandle(GDALOpenEx(path.toUtf8().constData(), flags | GDAL_OF_READONLY, nullptr, nullptr, nullptr));
@@ -94,18 +95,10 @@ Extent toTarget(const Extent& extent, const OGRSpatialReference* source, const O
     return out;
 }
 
-} // namespace
-
-ExtentRelation compareExtents(const QString& rasterPath, const QString& attributePath)
+// The attribute file's extent in the given reference system (its own coordinates when either has none).
+Extent attributeExtent(GDALDataset* attribute, const OGRSpatialReference* target)
 {
-    Dataset raster = openQuietly(rasterPath, GDAL_OF_RASTER);
-    Dataset attribute = openQuietly(attributePath, GDAL_OF_VECTOR | GDAL_OF_RASTER);
-    if (!raster || !attribute)
-        return ExtentRelation::Unknown;
-    const Extent rasterExtent = rasterFootprint(raster.get());
-    const OGRSpatialReference* rasterSrs = raster->GetSpatialRef();
-
-    Extent other;
+    Extent extent;
     if (attribute->GetLayerCount() > 0)
     {
         for (int i = 0; i < attribute->GetLayerCount(); ++i)
@@ -117,18 +110,45 @@ ExtentRelation compareExtents(const QString& rasterPath, const QString& attribut
             Extent layerExtent;
             layerExtent.add(envelope.MinX, envelope.MinY);
             layerExtent.add(envelope.MaxX, envelope.MaxY);
-            other.add(toTarget(layerExtent, layer->GetSpatialRef(), rasterSrs));
+            extent.add(toTarget(layerExtent, layer->GetSpatialRef(), target));
         }
     }
     else if (attribute->GetRasterCount() > 0)
     {
-        other = toTarget(rasterFootprint(attribute.get()), attribute->GetSpatialRef(), rasterSrs);
+        extent = toTarget(rasterFootprint(attribute), attribute->GetSpatialRef(), target);
     }
-    if (!other.valid || !rasterExtent.valid)
+    return extent;
+}
+
+bool overlap(const Extent& a, const Extent& b)
+{
+    return a.minX <= b.maxX && b.minX <= a.maxX && a.minY <= b.maxY && b.minY <= a.maxY;
+}
+
+} // namespace
+
+ExtentRelation compareExtents(const QString& rasterPath, const QString& attributePath)
+{
+    Dataset raster = openQuietly(rasterPath, GDAL_OF_RASTER);
+    Dataset attribute = openQuietly(attributePath, GDAL_OF_VECTOR | GDAL_OF_RASTER);
+    if (!raster || !attribute)
         return ExtentRelation::Unknown;
-    const bool overlap = other.minX <= rasterExtent.maxX && rasterExtent.minX <= other.maxX &&
-                         other.minY <= rasterExtent.maxY && rasterExtent.minY <= other.maxY;
-    return overlap ? ExtentRelation::Intersect : ExtentRelation::Disjoint;
+    const Extent rasterExtent = rasterFootprint(raster.get());
+    const OGRSpatialReference* rasterSrs = raster->GetSpatialRef();
+
+    Extent other = attributeExtent(attribute.get(), rasterSrs);
+    if (other.valid)
+        return overlap(rasterExtent, other) ? ExtentRelation::Intersect : ExtentRelation::Disjoint;
+    // Far from the raster's projection zone the transformation can fail: compare in longitude and latitude.
+    if (!rasterSrs)
+        return ExtentRelation::Unknown;
+    OGRSpatialReference geographic;
+    geographic.SetWellKnownGeogCS("WGS84");
+    const Extent rasterGeographic = toTarget(rasterExtent, rasterSrs, &geographic);
+    other = attributeExtent(attribute.get(), &geographic);
+    if (!rasterGeographic.valid || !other.valid)
+        return ExtentRelation::Unknown;
+    return overlap(rasterGeographic, other) ? ExtentRelation::Intersect : ExtentRelation::Disjoint;
 }
 
 } // namespace algofactory
