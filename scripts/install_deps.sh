@@ -1,0 +1,21 @@
+#!/bin/bash
+# Installs the Debian 12 packages AlgoFactory needs to build, test, run its demo and benchmarks. Run as root.
+set -euo pipefail
+export DEBIAN_FRONTEND=noninteractive
+packages=(
+    build-essential cmake ccache pkg-config git
+    qtbase5-dev libqt5svg5-dev libqcustomplot-dev
+    libgdal-dev gdal-bin python3-gdal
+    libboost-dev libhdf5-dev
+    libgtest-dev libgmock-dev libbenchmark-dev
+    tar gzip bzip2 xz-utils unzip
+    python3 python3-numpy python3-scipy python3-sklearn python3-opencv
+)
+missing=()
+for package in "${packages[@]}"; do
+    dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed" || missing+=("$package")
+done
+if [ ${#missing[@]} -gt 0 ]; then
+    apt-get update -qq
+    apt-get install -y -qq --no-install-recommends "${missing[@]}"
+fi
