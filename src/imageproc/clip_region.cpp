@@ -185,8 +185,9 @@ QString safeFileName(QString name)
         if (c.unicode() < 32 || QStringLiteral("/\\:*?\"<>|").contains(c))
             c = QLatin1Char('_');
     name = name.trimmed();
-    if (name == QLatin1String(".") || name == QLatin1String(".."))
-        name.clear();
+    // A leading dot would hide the file (and "." or ".." would name a folder).
+    for (int i = 0; i < name.size() && name[i] == QLatin1Char('.'); ++i)
+        name[i] = QLatin1Char('_');
     return name;
 }
 
