@@ -112,7 +112,16 @@ std::string formatPlainDecimal(double value)
 bool ReadSarParameterFile(const char* path, SarParameterRecord& record)
 {
     ptree tree;
-    boost::property_tree::read_xml(std::string(path ? path : ""), tree);
+    const std::string fileName = path ? path : "";
+    try
+    {
+        boost::property_tree::read_xml(fileName, tree);
+    }
+    catch (const std::ios_base::failure& failure)
+    {
+        // A directory or an unreadable device fails in the stream; report it as the parser's own error.
+        throw boost::property_tree::xml_parser_error(failure.what(), fileName, 0);
+    }
 
     record.title = tree.get<std::string>(kMission + "title", "Unknown");
     record.sensor = tree.get<std::string>(kMission + "sensor", "Unknown");
