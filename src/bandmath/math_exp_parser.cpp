@@ -17,7 +17,10 @@ public:
         if (result < 0)
             return false;
         if (m_pos < size())
-            return operatorExpectedError();
+        {
+            operatorExpectedError();
+            return false;
+        }
         m_exp.m_resultSlot = result;
         return true;
     }
