@@ -15,10 +15,11 @@ namespace
 std::vector<int> overviewFactors(int width, int height)
 {
     std::vector<int> factors;
-    for (int factor = 2; (width + factor - 1) / factor > 256 || (height + factor - 1) / factor > 256; factor *= 2)
+    for (int factor = 1; (width + factor - 1) / factor > 256 || (height + factor - 1) / factor > 256;)
+    {
+        factor *= 2;
         factors.push_back(factor);
-    if (factors.empty() && (width > 256 || height > 256))
-        factors.push_back(2);
+    }
     return factors;
 }
 

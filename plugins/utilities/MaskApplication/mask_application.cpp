@@ -87,8 +87,6 @@ private:
         argv.AddString("VRT");
         argv.AddString("-r");
         argv.AddString("near");
-        argv.AddString("-b");
-        argv.AddString("1");
         argv.AddString("-ts");
         argv.AddString(QByteArray::number(input->GetRasterXSize()).constData());
         argv.AddString(QByteArray::number(input->GetRasterYSize()).constData());
