@@ -143,7 +143,7 @@ private:
         if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Text))
             throw algokit::AlgoError(QStringLiteral("Cannot write %1").arg(record.textFile));
         QTextStream out(&file);
-        out << left << qSetFieldWidth(8) << "Band" << qSetFieldWidth(20) << "AverageGradient" << "BrennerGradient"
+        out << Qt::left << qSetFieldWidth(8) << "Band" << qSetFieldWidth(20) << "AverageGradient" << "BrennerGradient"
             << "EnergyGradient" << "Variance" << qSetFieldWidth(0) << "\n";
         for (size_t k = 0; k < bands.size(); ++k)
             out << qSetFieldWidth(8) << bands[k] << qSetFieldWidth(20)

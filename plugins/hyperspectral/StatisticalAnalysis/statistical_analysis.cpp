@@ -44,9 +44,9 @@ protected:
         const hys::BlockReader reader(cube.dataset.get(), cube.bands, cube.rect);
         const int step = reader.blockRows();
 
-        std::vector<BandAccumulator> bands(size_t(bandCount));
-        std::vector<double> shift(size_t(bandCount), 0.0);
-        std::vector<double> centredSum(size_t(bandCount), 0.0);
+        std::vector<BandAccumulator> bands(static_cast<size_t>(bandCount));
+        std::vector<double> shift(static_cast<size_t>(bandCount), 0.0);
+        std::vector<double> centredSum(static_cast<size_t>(bandCount), 0.0);
         std::vector<double> cross(size_t(bandCount) * bandCount, 0.0);
         qint64 completePixels = 0;
         bool shiftChosen = false;
@@ -118,7 +118,7 @@ protected:
 
         algokit::OutputRaster covImage = writeMatrix(record.covImageFile, record.covFormat, covariance, bandCount);
         algokit::OutputRaster corImage = writeMatrix(record.corCoeFile, record.corFormat, correlation, bandCount);
-        m_outputs = {record.covImageFile, record.corCoeFile, record.textFile};
+        m_outputs = QStringList{record.covImageFile, record.corCoeFile, record.textFile};
         writeReport(record, cube, completePixels, covariance, correlation, constantBands);
         covImage.commit();
         corImage.commit();
@@ -226,7 +226,7 @@ private:
                 covariance[size_t(i) * count + j] = value;
                 covariance[size_t(j) * count + i] = value;
             }
-        std::vector<double> deviation(size_t(count));
+        std::vector<double> deviation(static_cast<size_t>(count));
         for (int i = 0; i < count; ++i)
         {
             double& variance = covariance[size_t(i) * count + i];
@@ -275,7 +275,7 @@ private:
         if (completePixels < 2)
             out << "Fewer than two complete pixels: covariance and correlation are written as nan.\n";
         out << "\n";
-        out << qSetFieldWidth(8) << left << "Band" << qSetFieldWidth(18) << "Minimum" << "Maximum" << "Mean"
+        out << qSetFieldWidth(8) << Qt::left << "Band" << qSetFieldWidth(18) << "Minimum" << "Maximum" << "Mean"
             << "StdDev" << qSetFieldWidth(0) << "\n";
         for (int k = 0; k < count; ++k)
             out << qSetFieldWidth(8) << cube.bands[size_t(k)] << qSetFieldWidth(18) << number(record.minimum[size_t(k)])
@@ -292,7 +292,7 @@ private:
                                 const std::vector<double>& matrix)
     {
         const int count = int(bands.size());
-        out << "\n" << title << "\n" << qSetFieldWidth(8) << left << "Band" << qSetFieldWidth(18);
+        out << "\n" << title << "\n" << qSetFieldWidth(8) << Qt::left << "Band" << qSetFieldWidth(18);
         for (int band : bands)
             out << QStringLiteral("Band %1").arg(band);
         out << qSetFieldWidth(0) << "\n";
