@@ -1,5 +1,6 @@
 // Plug-in "ImageClipAlgo": cuts a raster to a pixel rectangle (GDALTranslate) or to the polygons of a region
 // file (GDALWarp with the region as cutline, on the input's own pixel grid), output format from the suffix.
+// Pixels whose centre lies outside the region become the no-data value (the input's, else 0).
 #include "plugin_base.h"
 #include "raster_io.h"
 #include "records/clip_mosaic_records.h"
@@ -80,7 +81,15 @@ protected:
         }
         else
         {
-            warped = warpToRegion(source.get(), input, info);
+            const QString driver = algokit::driverForPath(info.outputFile);
+            GDALDriverH gdalDriver = GDALGetDriverByName(driver.toUtf8().constData());
+            if (gdalDriver && GDALGetMetadataItem(gdalDriver, GDAL_DCAP_CREATE, nullptr))
+            {
+                warpToRegion(source.get(), input, info, driver);
+                return finish();
+            }
+            // Formats written only by copy (PNG, JPEG) take the warped VRT through GDALTranslate.
+            warped = warpToRegion(source.get(), input, info, QStringLiteral("VRT"));
             input = warped.get();
         }
         return translateTo(input, info.outputFile, translateArgs);
@@ -170,7 +179,9 @@ private:
 
     // Warps onto the input's own grid over the region's pixel window, the region as cutline, so kept pixels are
     // copied unchanged and pixels whose centre lies outside become no-data.
-    HandlePtr warpToRegion(GDALDataset* source, GDALDatasetH input, const ImageClipParam& info)
+    // Written straight into the output when the format can be created directly (chunks of the warp memory, both
+    // cores), else as an in-memory VRT.
+    HandlePtr warpToRegion(GDALDataset* source, GDALDatasetH input, const ImageClipParam& info, const QString& format)
     {
         double t[6];
         if (source->GetGeoTransform(t) != CE_None)
@@ -199,7 +210,13 @@ private:
             throw algokit::AlgoError(QStringLiteral("The clip region does not overlap the image."));
 
         CPLStringList argv;
-        for (const char* arg : {"-of", "VRT", "-r", "near", "-cutline"})
+        const bool toFile = format != QLatin1String("VRT");
+        argv.AddString("-of");
+        argv.AddString(format.toUtf8().constData());
+        if (format == QLatin1String("GTiff"))
+            for (const char* arg : {"-co", "TILED=YES", "-co", "BIGTIFF=IF_SAFER"})
+                argv.AddString(arg);
+        for (const char* arg : {"-r", "near", "-cutline"})
             argv.AddString(arg);
         argv.AddString(info.regionFile.toUtf8().constData());
         argv.AddString("-te");
@@ -221,20 +238,57 @@ private:
             argv.AddString("-dstnodata");
             argv.AddString(hasNoData ? CPLSPrintf("%.17g", noData) : "0");
         }
-        if (info.warpMemoryMb > 0)
-        {
-            argv.AddString("-wm");
-            argv.AddString(QByteArray::number(info.warpMemoryMb).constData());
-        }
+        argv.AddString("-wm");
+        argv.AddString(QByteArray::number(info.warpMemoryMb > 0 ? info.warpMemoryMb : 256).constData());
         for (const char* arg : {"-multi", "-wo", "NUM_THREADS=ALL_CPUS"})
             argv.AddString(arg);
         GDALWarpAppOptions* options = GDALWarpAppOptionsNew(argv.List(), nullptr);
+        bool cancelled = false;
+        std::function<bool(double)> report = [&](double percent) { return keepGoing(percent, &cancelled); };
+        if (toFile)
+        {
+            GDALWarpAppOptionsSetProgress(options, reportProgress, &report);
+            QDir().mkpath(QFileInfo(info.outputFile).absolutePath());
+            m_output = info.outputFile;
+        }
         int usageError = 0;
-        HandlePtr warped(GDALWarp("", nullptr, 1, &input, options, &usageError));
+        const QByteArray name = toFile ? info.outputFile.toUtf8() : QByteArray();
+        HandlePtr warped(GDALWarp(name.constData(), nullptr, 1, &input, options, &usageError));
         GDALWarpAppOptionsFree(options);
+        if (cancelled)
+            throw algokit::Cancelled();
         if (!warped || usageError)
             throw algokit::AlgoError(QStringLiteral("Clipping by the region failed: %1").arg(CPLGetLastErrorMsg()));
+        if (toFile)
+        {
+            CPLErrorReset();
+            warped.reset(); // flushes; a failed flush shows as a pending error
+            if (CPLGetLastErrorType() >= CE_Failure)
+                throw algokit::AlgoError(QStringLiteral("Writing the clipped image failed: %1").arg(CPLGetLastErrorMsg()));
+        }
         return warped;
+    }
+
+    // Progress for GDAL's callbacks: false asks GDAL to stop when the host cancelled.
+    bool keepGoing(double percent, bool* cancelled)
+    {
+        try
+        {
+            progress(percent);
+            return true;
+        }
+        catch (const algokit::Cancelled&)
+        {
+            *cancelled = true;
+            return false;
+        }
+    }
+
+    bool finish()
+    {
+        m_output.clear();
+        progress(100.0);
+        return true;
     }
 
     bool translateTo(GDALDatasetH input, const QString& outputFile, CPLStringList argv)
@@ -248,18 +302,7 @@ private:
         QDir().mkpath(QFileInfo(outputFile).absolutePath());
         GDALTranslateOptions* options = GDALTranslateOptionsNew(argv.List(), nullptr);
         bool cancelled = false;
-        std::function<bool(double)> report = [&](double percent) {
-            try
-            {
-                progress(percent);
-                return true;
-            }
-            catch (const algokit::Cancelled&)
-            {
-                cancelled = true;
-                return false;
-            }
-        };
+        std::function<bool(double)> report = [&](double percent) { return keepGoing(percent, &cancelled); };
         GDALTranslateOptionsSetProgress(options, reportProgress, &report);
         m_output = outputFile;
         int usageError = 0;
@@ -273,9 +316,7 @@ private:
             throw algokit::Cancelled();
         if (!written || usageError || !closed)
             return fail(QStringLiteral("Writing the clipped image failed: %1").arg(CPLGetLastErrorMsg()));
-        m_output.clear();
-        progress(100.0);
-        return true;
+        return finish();
     }
 
     QString m_output;

@@ -1,6 +1,7 @@
 // Plug-in "ImageMosaic": joins raster layers onto the union of their extents at the finest input resolution in
-// the first layer's reference, later layers over earlier ones, no-data respected, through GDALWarp (streamed by
-// chunks). A full-mosaic item limits each layer to its mosaic face, used as that layer's cutline.
+// the first layer's reference, later layers over earlier ones, no-data respected. Inputs on one reference go
+// through a VRT mosaic and GDALTranslate, others through GDALWarp (both stream by blocks or chunks). A
+// full-mosaic item limits each layer to its mosaic face, used as that layer's cutline.
 #include "plugin_base.h"
 #include "raster_io.h"
 #include "records/clip_mosaic_records.h"
@@ -110,7 +111,14 @@ private:
 
         QDir().mkpath(QFileInfo(item.outputFile).absolutePath());
         m_outputs.append(item.outputFile);
-        if (item.quick)
+        bool sameReference = true;
+        for (const auto& source : sources)
+            sameReference = sameReference && source->GetSpatialRef() && source->GetSpatialRef()->IsSame(reference);
+        if (item.quick && sameReference)
+        {
+            copyThroughVrt(item, sources, grid);
+        }
+        else if (item.quick)
         {
             std::vector<GDALDatasetH> handles;
             for (auto& source : sources)
@@ -160,6 +168,72 @@ private:
         }
         m_outputs.removeAll(item.outputFile);
         return true;
+    }
+
+    // Inputs on one reference: a VRT mosaic (sources drawn in order, each skipping its own no-data) copied out by
+    // GDALTranslate, which reads each output block once instead of warping it.
+    void copyThroughVrt(const ImageMosaicItem& item, std::vector<algokit::DatasetPtr>& sources, const Grid& grid)
+    {
+        std::vector<GDALDatasetH> handles;
+        for (auto& source : sources)
+            handles.push_back(GDALDataset::ToHandle(source.get()));
+        CPLStringList vrtArgs;
+        vrtArgs.AddString("-te");
+        for (double v : {grid.minX, grid.minY, grid.maxX, grid.maxY})
+            vrtArgs.AddString(CPLSPrintf("%.17g", v));
+        vrtArgs.AddString("-tr");
+        vrtArgs.AddString(CPLSPrintf("%.17g", grid.resX));
+        vrtArgs.AddString(CPLSPrintf("%.17g", grid.resY));
+        GDALBuildVRTOptions* vrtOptions = GDALBuildVRTOptionsNew(vrtArgs.List(), nullptr);
+        int usageError = 0;
+        GDALDatasetH vrt = GDALBuildVRT("", int(handles.size()), handles.data(), nullptr, vrtOptions, &usageError);
+        GDALBuildVRTOptionsFree(vrtOptions);
+        if (!vrt || usageError)
+        {
+            if (vrt)
+                GDALClose(vrt);
+            throw algokit::AlgoError(QStringLiteral("Mosaicking failed: %1").arg(CPLGetLastErrorMsg()));
+        }
+        algokit::DatasetPtr mosaicVrt(GDALDataset::FromHandle(vrt));
+
+        CPLStringList args;
+        args.AddString("-of");
+        args.AddString(item.format.isEmpty() ? "GTiff" : item.format.toUtf8().constData());
+        if (item.format == QLatin1String("GTiff") || item.format.isEmpty())
+            for (const char* arg : {"-co", "TILED=YES", "-co", "BIGTIFF=IF_SAFER"})
+                args.AddString(arg);
+        GDALTranslateOptions* options = GDALTranslateOptionsNew(args.List(), nullptr);
+        bool cancelled = false;
+        std::function<bool(double)> report = [&](double complete) {
+            try
+            {
+                progress(m_base + m_span * complete);
+                return true;
+            }
+            catch (const algokit::Cancelled&)
+            {
+                cancelled = true;
+                return false;
+            }
+        };
+        GDALTranslateOptionsSetProgress(options, reportProgress, &report);
+        const QByteArray name = item.outputFile.toUtf8();
+        GDALDatasetH written = GDALTranslate(name.constData(), vrt, options, &usageError);
+        GDALTranslateOptionsFree(options);
+        if (cancelled)
+        {
+            if (written)
+                GDALClose(written);
+            throw algokit::Cancelled();
+        }
+        if (!written || usageError)
+        {
+            const QString reason = QString::fromUtf8(CPLGetLastErrorMsg());
+            if (written)
+                GDALClose(written);
+            throw algokit::AlgoError(QStringLiteral("Mosaicking failed: %1").arg(reason));
+        }
+        closeOutput(written);
     }
 
     static void closeOutput(GDALDatasetH output)
