@@ -22,7 +22,7 @@ protected:
             return fail(QStringLiteral("The classification has no class to combine."));
         if (info.sourceClasses.size() != info.targetClasses.size())
             return fail(QStringLiteral("The recoding lists differ in length."));
-        std::vector<int> target(size_t(n));
+        std::vector<int> target(static_cast<size_t>(n), 0);
         for (int c = 0; c < n; ++c)
             target[size_t(c)] = c;
         for (size_t i = 0; i < info.sourceClasses.size(); ++i)
@@ -33,7 +33,7 @@ protected:
             target[size_t(from - 1)] = to - 1;
         }
         // Follow chains (a -> b -> c) to a class that is not recoded; a cycle keeps the class it returns to.
-        std::vector<int> final(size_t(n));
+        std::vector<int> final(static_cast<size_t>(n), 0);
         for (int c = 0; c < n; ++c)
         {
             int t = c;
@@ -41,7 +41,7 @@ protected:
                 t = target[size_t(t)];
             final[size_t(c)] = t;
         }
-        std::vector<int> newIndex(size_t(n), -1);
+        std::vector<int> newIndex(static_cast<size_t>(n), -1);
         std::vector<algokit::Rgb> colours;
         QStringList names;
         for (int c = 0; c < n; ++c)
@@ -53,7 +53,7 @@ protected:
                                    info.blue.size() > size_t(c) ? info.blue[size_t(c)] : 0});
                 names << info.classNames.value(c, QStringLiteral("Class_%1").arg(c + 1));
             }
-        std::vector<int> lookup(size_t(n));
+        std::vector<int> lookup(static_cast<size_t>(n), 0);
         for (int c = 0; c < n; ++c)
             lookup[size_t(c)] = newIndex[size_t(final[size_t(c)])];
 
