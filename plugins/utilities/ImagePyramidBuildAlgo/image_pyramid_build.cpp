@@ -53,7 +53,8 @@ protected:
                 return fail(QStringLiteral("%1 has no bands.").arg(file));
             const std::vector<int> factors = overviewFactors(dataset->GetRasterXSize(), dataset->GetRasterYSize());
             // Replace what is there: new levels are computed from the full resolution.
-            dataset->BuildOverviews("NONE", 0, nullptr, 0, nullptr, nullptr, nullptr);
+            if (dataset->GetRasterBand(1)->GetOverviewCount() > 0)
+                dataset->BuildOverviews("NONE", 0, nullptr, 0, nullptr, nullptr, nullptr);
             if (factors.empty())
                 continue;
             const bool paletted = dataset->GetRasterBand(1)->GetColorTable() != nullptr;
