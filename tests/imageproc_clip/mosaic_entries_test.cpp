@@ -7,6 +7,7 @@
 #include <ogrsf_frmts.h>
 
 #include <QDir>
+#include <algorithm>
 #include <QFileInfo>
 
 using namespace testsupport;
@@ -243,4 +244,24 @@ TEST_F(MosaicTest, RealRpcSceneIsRefused)
     const auto [ok, printed] = fast(plain + "|" + rpc, path("never.tif"));
     EXPECT_FALSE(ok);
     EXPECT_EQ(printed, std::vector<std::string>{"Image <" + rpc.toStdString() + ">Not support with RPC data"});
+}
+
+TEST_F(MosaicTest, InputInAnotherReferenceIsWarpedIntoTheFirstInputsReference)
+{
+    const QString a = path("a.tif"), geo = path("geo.tif"), output = path("mixed.tif");
+    ASSERT_TRUE(makeGridRaster(a, 10, 10, 1, GDT_Byte, kA, aValue));
+    // About 450 m east of A, 0.0005 degree pixels (about 45 m): A's 30 m stays the finest.
+    ASSERT_TRUE(makeGridRaster(geo, 10, 10, 1, GDT_Byte, Grid{117.01, 36.14, 0.0005, 4326},
+                               [](int, int, int) { return 77.0; }));
+    ASSERT_TRUE(fast(a + "|" + geo, output).first);
+    const RasterInfo info = rasterInfo(output);
+    EXPECT_DOUBLE_EQ(info.transform[1], 30.0);
+    EXPECT_DOUBLE_EQ(info.transform[0], 500000.0);
+    EXPECT_DOUBLE_EQ(info.transform[3], 4000000.0);
+    EXPECT_GT(info.width, 20);
+    const std::vector<double> pixels = readBand(output, 1);
+    for (int y = 0; y < 10; ++y)
+        for (int x = 0; x < 10; ++x)
+            ASSERT_EQ(pixels[size_t(y * info.width + x)], aValue(0, x, y));
+    EXPECT_GT(std::count(pixels.begin(), pixels.end(), 77.0), 50);
 }

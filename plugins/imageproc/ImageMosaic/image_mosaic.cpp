@@ -113,7 +113,13 @@ private:
         m_outputs.append(item.outputFile);
         bool sameReference = true;
         for (const auto& source : sources)
-            sameReference = sameReference && source->GetSpatialRef() && source->GetSpatialRef()->IsSame(reference);
+        {
+            double t[6] = {0, 1, 0, 0, 0, 1};
+            source->GetGeoTransform(t);
+            // A VRT mosaic takes north-up inputs only; rotated ones go through the warper.
+            sameReference = sameReference && source->GetSpatialRef() && source->GetSpatialRef()->IsSame(reference) &&
+                            t[2] == 0.0 && t[4] == 0.0;
+        }
         if (item.quick && sameReference)
         {
             copyThroughVrt(item, sources, grid);
