@@ -185,3 +185,21 @@ TEST(Decompress, ZipSlipAndCorruptArchivesStayInside)
     EXPECT_FALSE(broken.folder.isEmpty()) << "the folder is reported before the tool runs";
     EXPECT_TRUE(QDir(broken.folder).entryList(QDir::Files).isEmpty());
 }
+
+TEST(Decompress, RarRowRunsTheArchiverAsDesigned)
+{
+    // A stand-in "rar" first on PATH records its arguments: the row runs "rar -a <archive> <folder>".
+    QTemporaryDir dir;
+    const QString bin = dir.filePath("bin");
+    QDir().mkpath(bin);
+    const QString log = dir.filePath("rar.args");
+    writeFile(bin + "/rar", QString("#!/bin/sh\nfor a in \"$@\"; do echo \"$a\" >> %1; done\n").arg(quoted(log)).toUtf8());
+    QFile::setPermissions(bin + "/rar", QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    writeFile(dir.filePath("pack one.rar"), "rar bytes");
+    const QByteArray path = qgetenv("PATH");
+    qputenv("PATH", bin.toUtf8() + ":" + path);
+    const Extraction run = decompress(decompressJson(dir.filePath("pack one.rar"), dir.path()));
+    qputenv("PATH", path);
+    EXPECT_TRUE(run.ok);
+    EXPECT_EQ(readFile(log), ("-a\n" + dir.filePath("pack one.rar") + "\n" + run.folder + "\n").toUtf8());
+}

@@ -96,3 +96,27 @@ TEST(UtilityBitDepthTrans, AllNegativeImageKeepsTheTinyPositiveMaximum)
     EXPECT_EQ(values.front(), 0.0);
     EXPECT_EQ(values.back(), 90.0);
 }
+
+TEST(UtilityPlugins, AStopFromTheHostLeavesNoOutput)
+{
+    QTemporaryDir dir;
+    const QString input = dir.filePath("in.tif");
+    ASSERT_TRUE(makeRaster(input, 600, 400, 1, GDT_Byte, [](int, int x, int y) { return (x + y) % 256; }));
+    const std::function<bool(const QString&, AlgoResult*)> runs[] = {
+        [&](const QString& out, AlgoResult* r) { return ExcuteAlgo_ImageResample(input.toUtf8(), out.toUtf8(), 1, 0, 300, r); },
+        [&](const QString& out, AlgoResult* r) { return ExcuteAlgo_UtilityBitDepthTrans(input.toUtf8(), out.toUtf8(), 2, 0, 9, r); },
+        [&](const QString& out, AlgoResult* r) { return ExcuteAlgo_ProjectTrans(input.toUtf8(), out.toUtf8(), "EPSG:4326", 1, r); },
+    };
+    int i = 0;
+    for (const auto& run : runs)
+    {
+        const QString output = dir.filePath(QString("stopped%1.tif").arg(i++));
+        RecordingResult result;
+        result.answer = -1; // a negative answer asks the plug-in to stop
+        StdoutCapture capture;
+        EXPECT_FALSE(run(output, &result.record)) << i;
+        capture.text();
+        EXPECT_EQ(result.record.code, -2) << i;
+        EXPECT_FALSE(QFile::exists(output)) << i;
+    }
+}
