@@ -5,6 +5,7 @@
 #include <QUuid>
 
 #include <algorithm>
+#include <future>
 #include <mutex>
 #include <cmath>
 
@@ -207,11 +208,24 @@ ClusterSums assignPass(GDALDataset* dataset, const std::vector<int>& bands0, con
     const int width = dataset->GetRasterXSize();
     const int height = dataset->GetRasterYSize();
     ClusterSums total(classes, bands, withSquares);
-    std::vector<float> pixels;
+    std::vector<float> pixels, next;
     std::vector<unsigned char> previous, current;
     std::mutex merging;
-    forEachRowBlock(height, rowsPerBlock(dataset, sizeof(float) * size_t(bands)), [&](int row0, int rows) {
-        readPixels(dataset, bands0, row0, rows, pixels);
+    const int step = rowsPerBlock(dataset, sizeof(float) * size_t(bands));
+    // The next block is read while this one is assigned: reading is serial, assignment uses every core.
+    auto readAhead = [&](int row0) {
+        return std::async(std::launch::async, [&, row0] {
+            if (row0 < height)
+                readPixels(dataset, bands0, row0, std::min(step, height - row0), next);
+        });
+    };
+    std::future<void> pending = readAhead(0);
+    for (int row0 = 0; row0 < height; row0 += step)
+    {
+        const int rows = std::min(step, height - row0);
+        pending.get();
+        pixels.swap(next);
+        pending = readAhead(row0 + step);
         labels.read(row0, rows, previous);
         current.resize(previous.size());
         const int chunks = std::max(1, rows * width / 1024); // parallelFor wants many small units
@@ -225,7 +239,8 @@ ClusterSums assignPass(GDALDataset* dataset, const std::vector<int>& bands0, con
         });
         labels.write(row0, rows, current);
         report(double(row0 + rows) / height);
-    });
+    }
+    pending.get();
     return total;
 }
 

@@ -143,7 +143,7 @@ private:
     {
         bool changed = false;
         const size_t before = classes.size();
-        for (size_t c = 0; c < before && int(classes.size()) < kMaxClasses; ++c)
+        for (size_t c = 0; c < before && int(classes.size()) < std::min(kMaxClasses, 2 * info.expectedClasses); ++c)
         {
             ClassState& state = classes[c];
             const auto widest = std::max_element(state.deviation.begin(), state.deviation.end());
