@@ -101,7 +101,13 @@ protected:
                     decomposeRow(row0 + r, first, last, width, half, sums, results, size_t(r) * width);
             });
             for (int i = 0; i < 4; ++i)
+            {
                 algokit::writeRows(outputs[i].band(0), row0, rows, results[i]);
+                outputs[i].get()->FlushCache();
+            }
+            // GDAL's block cache would otherwise keep the whole scene: memory stays at one block.
+            for (const algokit::DatasetPtr& input : m_inputs)
+                input->FlushCache();
             progress(100.0 * (row0 + rows) / height);
         });
 

@@ -65,6 +65,10 @@ protected:
                                                       rows[kAlpha][i], rows[kLambda][i], lambdaSplit);
             });
             algokit::writeRows(output.band(0), row0, count, classes);
+            // Keep GDAL's block cache from growing to the whole scene.
+            output.get()->FlushCache();
+            for (const algokit::DatasetPtr& input : m_inputs)
+                input->FlushCache();
             progress(prepared + (100.0 - prepared) * (row0 + count) / height);
         });
         output.commit();
