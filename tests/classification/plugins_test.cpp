@@ -82,6 +82,11 @@ TEST(UnsupervisedPlugins, SeparatedClustersAreFound)
     EXPECT_TRUE(ExcuteAlgo_ISODataClassification(in, isodata, "0|1", 3, 2, 5, 20.0, 30.0, 2, 10, nullptr));
     expectRegions(isodata);
     EXPECT_EQ(colourCount(isodata), 3);
+    // Starting from six classes it must merge the near centres down to three.
+    const QByteArray merged = dir.filePath("isodata_merged.img").toUtf8();
+    EXPECT_TRUE(ExcuteAlgo_ISODataClassification(in, merged, "0|1", 3, 6, 5, 20.0, 50.0, 3, 10, nullptr));
+    expectRegions(merged);
+    EXPECT_EQ(colourCount(merged), 3);
 
     EXPECT_TRUE(ExcuteAlgo_NeuralNetworkCluster(in, network, "0|1", 0, 3, 0.5f, 1.0f, 5, nullptr));
     expectRegions(network);
