@@ -104,7 +104,7 @@ public:
     const std::vector<Token>& tokens() const { return m_tokens; }
     // Band operand numbers in ascending order; the N-th pairs with the N-th image and band.
     std::vector<int> bandNumbers() const;
-    const std::vector<Slot>& slots() const { return m_slots; }
+    const std::vector<Slot>& valueSlots() const { return m_slots; }
     const std::vector<Operation>& operations() const { return m_operations; }
     int resultSlot() const { return m_resultSlot; }
 

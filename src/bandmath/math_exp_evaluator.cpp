@@ -17,7 +17,10 @@ template <double (*F)(double, double)> struct Binary
     double operator()(double l, double r) const { return F(l, r); }
 };
 
-template <typename F> void binaryLoop(double* out, const double* l, const double* r, double lc, double rc, int n, F f)
+// Forced inline: the loops must be compiled inside each target clone of run() to use its vector width.
+#define BANDMATH_KERNEL inline __attribute__((always_inline))
+
+template <typename F> BANDMATH_KERNEL void binaryLoop(double* out, const double* l, const double* r, double lc, double rc, int n, F f)
 {
     if (l && r)
         for (int i = 0; i < n; ++i)
@@ -31,12 +34,12 @@ template <typename F> void binaryLoop(double* out, const double* l, const double
 }
 
 template <double (*F)(double, double), typename Operand>
-void binary(double* out, const Operand& left, const Operand& right, int n)
+BANDMATH_KERNEL void binary(double* out, const Operand& left, const Operand& right, int n)
 {
     binaryLoop(out, left.values, right.values, left.constant, right.constant, n, Binary<F>());
 }
 
-template <double (*F)(double)> void unary(double* out, const double* in, int n)
+template <double (*F)(double)> BANDMATH_KERNEL void unary(double* out, const double* in, int n)
 {
     for (int i = 0; i < n; ++i)
         out[i] = F(in[i]);
@@ -46,7 +49,7 @@ template <double (*F)(double)> void unary(double* out, const double* in, int n)
 
 BlockEvaluator::BlockEvaluator(const AlgoMathExp& exp, int blockLength) : m_blockLength(std::max(1, blockLength))
 {
-    const std::vector<Slot>& slots = exp.slots();
+    const std::vector<Slot>& slots = exp.valueSlots();
     if (exp.resultSlot() < 0)
         throw std::logic_error("BlockEvaluator needs a parsed formula");
     const std::vector<int> numbers = exp.bandNumbers();
@@ -83,7 +86,8 @@ BlockEvaluator::BlockEvaluator(const AlgoMathExp& exp, int blockLength) : m_bloc
     m_result = values[size_t(exp.resultSlot())];
 }
 
-const double* BlockEvaluator::run(int count)
+// Also built for AVX2 and chosen at load time: four lanes per loop and a vector trunc for round().
+__attribute__((target_clones("avx2", "default"))) const double* BlockEvaluator::run(int count)
 {
     const int n = std::min(count, m_blockLength);
     for (const Step& step : m_steps)
@@ -133,25 +137,31 @@ const double* BlockEvaluator::run(int count)
         case Op::Max:
         case Op::Min:
         {
-            // The result slot may be one of the operands: start from that one so it is read before written.
+            // max and min are symmetric, so operands are taken in any order: the one that shares the result slot
+            // first (read before written), else a vector operand and a neighbour straight into the result.
             const std::vector<Operand>& operands = step.operands;
             const int count = int(operands.size());
-            int first = count - 1;
+            const Operand accumulated{out, 0.0};
+            int lead = -1, partner = -1;
             for (int j = 0; j < count; ++j)
                 if (operands[size_t(j)].values == out)
-                    first = j;
-            const Operand& start = operands[size_t(first)];
-            if (start.values != out)
+                    lead = j;
+            if (lead < 0)
             {
-                if (start.values)
-                    std::copy(start.values, start.values + n, out);
+                for (int j = 0; j < count && lead < 0; ++j)
+                    if (operands[size_t(j)].values)
+                        lead = j;
+                partner = lead == 0 ? 1 : 0;
+                if (partner >= count)
+                    std::copy(operands[size_t(lead)].values, operands[size_t(lead)].values + n, out);
+                else if (step.op == Op::Max)
+                    binary<opMax>(out, operands[size_t(lead)], operands[size_t(partner)], n);
                 else
-                    std::fill(out, out + n, start.constant);
+                    binary<opMin>(out, operands[size_t(lead)], operands[size_t(partner)], n);
             }
-            const Operand accumulated{out, 0.0};
             for (int j = 0; j < count; ++j)
             {
-                if (j == first)
+                if (j == lead || j == partner)
                     continue;
                 if (step.op == Op::Max)
                     binary<opMax>(out, accumulated, operands[size_t(j)], n);

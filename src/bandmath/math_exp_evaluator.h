@@ -12,7 +12,8 @@ namespace bandmath
 class BlockEvaluator
 {
 public:
-    static constexpr int kDefaultBlockLength = 4096;
+    // Small enough that the slots of a long formula stay in the first cache levels.
+    static constexpr int kDefaultBlockLength = 1024;
 
     // The formula must have parsed successfully.
     explicit BlockEvaluator(const AlgoMathExp& exp, int blockLength = kDefaultBlockLength);

@@ -47,8 +47,8 @@ inline double opAnd(double l, double r) { return (truncatesToNonZero(l) & trunca
 inline double opOr(double l, double r) { return (truncatesToNonZero(l) | truncatesToNonZero(r)) ? 1.0 : 0.0; }
 inline double opXor(double l, double r) { return double(truncate32(l) ^ truncate32(r)); }
 // A NaN argument makes max and min NaN, whatever its place in the list.
-inline double opMax(double a, double b) { return (a > b || a != a) ? a : b; }
-inline double opMin(double a, double b) { return (a < b || a != a) ? a : b; }
+inline double opMax(double a, double b) { return ((a > b) | (a != a)) ? a : b; }
+inline double opMin(double a, double b) { return ((a < b) | (a != a)) ? a : b; }
 
 inline double opNot(double x) { return truncatesToNonZero(x) ? 0.0 : 1.0; }
 inline double opComplement(double x) { return double(~truncate32(x)); }
@@ -64,7 +64,13 @@ inline double opArcctg(double x) { return std::atan(1.0 / x) * kDegreesPerRadian
 inline double opLg(double x) { return std::log10(x); }
 inline double opLn(double x) { return std::log(x); }
 inline double opExp(double x) { return std::exp(x); }
-inline double opRound(double x) { return std::round(x); }
+// Half away from zero, written with trunc so that it vectorises where the machine can truncate in vectors.
+inline double opRound(double x)
+{
+    const double t = std::trunc(x);
+    const double fraction = x - t;
+    return fraction >= 0.5 ? t + 1.0 : fraction <= -0.5 ? t - 1.0 : t;
+}
 inline double opSqrt(double x) { return std::sqrt(x); }
 inline double opAbs(double x) { return std::fabs(x); }
 

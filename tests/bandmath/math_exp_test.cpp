@@ -164,6 +164,8 @@ TEST(MathExpFunctions, TableValuesInDegreesAndArities)
         {"max(b1)", 3, 3, 0},
         {"max(b1, 1, 2, 9, 4, b1 * 4)", 3, 12, 0},
         {"min(b1 * 2, b1 + 1)", 3, 4, 0},
+        {"max(2, 3, b1)", 1, 3, 0},        // constants first: the block path must start from the band
+        {"min(2, b1, 3, b1 * 2)", 5, 2, 0},
         {"sqrt(max(b1, 4) + min(b1, 9))", 5, std::sqrt(10.0), 0},
     };
     for (const Row& row : rows)
@@ -312,7 +314,7 @@ TEST(MathExpBadInput, RefusedOrComputedWithoutCrashing)
     const double terms = double((sum.size() - 2) / 5);
     EXPECT_EQ(big.evaluate(std::vector<double>{1.5}.data()), 1.5 + terms * 3.0);
     int intermediates = 0;
-    for (const bandmath::Slot& slot : big.slots())
+    for (const bandmath::Slot& slot : big.valueSlots())
         intermediates += slot.kind == bandmath::kResult;
     EXPECT_LE(intermediates, 2);
     EXPECT_EQ(parsed("b1 + 2 * 3 - sqrt(16)").operations().size(), 2u);
