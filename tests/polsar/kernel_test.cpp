@@ -1,6 +1,5 @@
-// The H/A/Alpha kernel on textbook scatterers and random matrices, and the zone rules on boundary values.
+// The H/A/Alpha kernel on textbook scatterers and on random matrices (closed form against Jacobi).
 #include "PolSAR_Decomposition/ha_alpha_kernel.h"
-#include "PolSAR_HAAlphaClassification/ha_alpha_zones.h"
 
 #include <gtest/gtest.h>
 
@@ -114,67 +113,5 @@ TEST(HAAlphaKernel, ClosedFormAgreesWithJacobiAndIgnoresOrientation)
         EXPECT_NEAR(a.anisotropy, b.anisotropy, 1e-4);
         EXPECT_NEAR(a.alphaDegrees, b.alphaDegrees, 1e-3);
         EXPECT_NEAR(a.lambda, b.lambda, 1e-4 * scale);
-    }
-}
-
-TEST(HAAlphaKernel, NoPowerOrNonFiniteGivesNaN)
-{
-    Coherency infinite = diagonal(1, 0, 0);
-    infinite.t13im = INFINITY;
-    for (const Coherency& t : {diagonal(0, 0, 0), diagonal(NAN, 1, 1), infinite})
-    {
-        const polsarkernel::HAAlphaLambda v = polsarkernel::haAlphaLambda(t);
-        EXPECT_TRUE(std::isnan(v.entropy) && std::isnan(v.anisotropy) && std::isnan(v.alphaDegrees) && std::isnan(v.lambda));
-    }
-}
-
-TEST(HAAlphaZones, BoundariesBelongToTheUpperZone)
-{
-    struct Row
-    {
-        float entropy, alpha;
-        int zone; // Cloude-Pottier zone number
-    } rows[] = {
-        {0.0f, 0.0f, 9},   {0.49f, 42.49f, 9}, {0.49f, 42.5f, 8}, {0.2f, 47.49f, 8}, {0.2f, 47.5f, 7},
-        {0.5f, 39.9f, 6},  {0.5f, 40.0f, 5},   {0.89f, 49.9f, 5}, {0.7f, 50.0f, 4},  {0.89f, 90.0f, 4},
-        {0.9f, 54.9f, 2},  {0.9f, 55.0f, 1},   {1.0f, 60.0f, 1},  {0.95f, 10.0f, 2}, {-0.1f, 100.0f, 7},
-    };
-    const int zoneNumbers[8] = {1, 2, 4, 5, 6, 7, 8, 9};
-    for (const Row& row : rows)
-    {
-        const int index = polsarzones::zoneOf(row.entropy, row.alpha);
-        EXPECT_EQ(zoneNumbers[index], row.zone) << row.entropy << " " << row.alpha;
-        EXPECT_EQ(std::string(polsarzones::kZones[index].name).substr(0, 3), "Z" + std::to_string(row.zone) + " ");
-    }
-}
-
-TEST(HAAlphaZones, ClassesOfTheThreeMethods)
-{
-    const float nan = NAN, inf = INFINITY;
-    struct Row
-    {
-        int method;
-        float h, a, alpha, lambda;
-        int expected;
-    } rows[] = {
-        {0, 0.1f, 0.9f, 10.0f, 5.0f, 8},    {0, 0.95f, 0.1f, 70.0f, 5.0f, 1},
-        {1, 0.1f, 0.49f, 10.0f, 5.0f, 15},  {1, 0.1f, 0.5f, 10.0f, 5.0f, 16},
-        {1, 0.95f, 0.2f, 70.0f, 5.0f, 1},   {1, 0.95f, 0.7f, 70.0f, 5.0f, 2},
-        {2, 0.6f, 0.0f, 45.0f, 2.99f, 7},   {2, 0.6f, 0.0f, 45.0f, 3.0f, 8},
-        {0, nan, 0.0f, 10.0f, 1.0f, 0},     {1, 0.1f, inf, 10.0f, 1.0f, 0},
-        {2, 0.1f, 0.1f, -inf, 1.0f, 0},     {0, 0.1f, 0.1f, 10.0f, nan, 0},
-    };
-    for (const Row& row : rows)
-        EXPECT_EQ(polsarzones::classOf(row.method, row.h, row.a, row.alpha, row.lambda, 3.0f), row.expected)
-            << row.method << " " << row.h << " " << row.a << " " << row.alpha << " " << row.lambda;
-}
-
-TEST(HAAlphaZones, OrderedKeysSortLikeFloats)
-{
-    const float values[] = {-INFINITY, -3.5f, -1e-30f, -0.0f, 0.0f, 1e-30f, 2.0f, 3.4e38f, INFINITY};
-    for (size_t i = 0; i + 1 < std::size(values); ++i)
-    {
-        EXPECT_LE(polsarzones::orderedKey(values[i]), polsarzones::orderedKey(values[i + 1]));
-        EXPECT_EQ(polsarzones::fromOrderedKey(polsarzones::orderedKey(values[i])), values[i]);
     }
 }
