@@ -11,6 +11,9 @@ namespace bandmath
 namespace
 {
 
+using detail::Operand;
+using detail::Step;
+
 // Function pointers as template arguments, so that each loop inlines its operation.
 template <double (*F)(double, double)> struct Binary
 {
@@ -33,7 +36,7 @@ template <typename F> BANDMATH_KERNEL void binaryLoop(double* out, const double*
             out[i] = f(lc, r[i]);
 }
 
-template <double (*F)(double, double), typename Operand>
+template <double (*F)(double, double)>
 BANDMATH_KERNEL void binary(double* out, const Operand& left, const Operand& right, int n)
 {
     binaryLoop(out, left.values, right.values, left.constant, right.constant, n, Binary<F>());
@@ -45,52 +48,11 @@ template <double (*F)(double)> BANDMATH_KERNEL void unary(double* out, const dou
         out[i] = F(in[i]);
 }
 
-} // namespace
-
-BlockEvaluator::BlockEvaluator(const AlgoMathExp& exp, int blockLength) : m_blockLength(std::max(1, blockLength))
+// Internal linkage keeps the clones and their resolver inside each module that compiles this file. Also built
+// for AVX2 and chosen at load time: four lanes per loop and a vector trunc for round().
+__attribute__((target_clones("avx2", "default"))) void runSteps(const std::vector<Step>& steps, int n)
 {
-    const std::vector<Slot>& slots = exp.valueSlots();
-    if (exp.resultSlot() < 0)
-        throw std::logic_error("BlockEvaluator needs a parsed formula");
-    const std::vector<int> numbers = exp.bandNumbers();
-    size_t buffers = 0;
-    for (const Slot& slot : slots)
-        buffers += slot.kind == kNumber ? 0 : 1;
-    m_storage.assign(buffers * size_t(m_blockLength), 0.0);
-
-    std::vector<Operand> values(slots.size());
-    m_bandBuffers.assign(numbers.size(), nullptr);
-    double* next = m_storage.data();
-    for (size_t s = 0; s < slots.size(); ++s)
-    {
-        if (slots[s].kind == kNumber)
-        {
-            values[s].constant = slots[s].constant;
-            continue;
-        }
-        values[s].values = next;
-        if (slots[s].kind == kBand)
-        {
-            const size_t order = size_t(std::lower_bound(numbers.begin(), numbers.end(), slots[s].band) - numbers.begin());
-            m_bandBuffers[order] = next;
-        }
-        next += m_blockLength;
-    }
-    for (const Operation& operation : exp.operations())
-    {
-        Step step{operation.op, {}, const_cast<double*>(values[size_t(operation.result)].values)};
-        for (int slot : operation.operands)
-            step.operands.push_back(values[size_t(slot)]);
-        m_steps.push_back(std::move(step));
-    }
-    m_result = values[size_t(exp.resultSlot())];
-}
-
-// Also built for AVX2 and chosen at load time: four lanes per loop and a vector trunc for round().
-__attribute__((target_clones("avx2", "default"))) const double* BlockEvaluator::run(int count)
-{
-    const int n = std::min(count, m_blockLength);
-    for (const Step& step : m_steps)
+    for (const Step& step : steps)
     {
         double* out = step.out;
         // Binary operators: operands[1] is the left operand.
@@ -172,6 +134,52 @@ __attribute__((target_clones("avx2", "default"))) const double* BlockEvaluator::
         }
         }
     }
+}
+
+} // namespace
+
+BlockEvaluator::BlockEvaluator(const AlgoMathExp& exp, int blockLength) : m_blockLength(std::max(1, blockLength))
+{
+    const std::vector<Slot>& slots = exp.valueSlots();
+    if (exp.resultSlot() < 0)
+        throw std::logic_error("BlockEvaluator needs a parsed formula");
+    const std::vector<int> numbers = exp.bandNumbers();
+    size_t buffers = 0;
+    for (const Slot& slot : slots)
+        buffers += slot.kind == kNumber ? 0 : 1;
+    m_storage.assign(buffers * size_t(m_blockLength), 0.0);
+
+    std::vector<Operand> values(slots.size());
+    m_bandBuffers.assign(numbers.size(), nullptr);
+    double* next = m_storage.data();
+    for (size_t s = 0; s < slots.size(); ++s)
+    {
+        if (slots[s].kind == kNumber)
+        {
+            values[s].constant = slots[s].constant;
+            continue;
+        }
+        values[s].values = next;
+        if (slots[s].kind == kBand)
+        {
+            const size_t order = size_t(std::lower_bound(numbers.begin(), numbers.end(), slots[s].band) - numbers.begin());
+            m_bandBuffers[order] = next;
+        }
+        next += m_blockLength;
+    }
+    for (const Operation& operation : exp.operations())
+    {
+        Step step{operation.op, {}, const_cast<double*>(values[size_t(operation.result)].values)};
+        for (int slot : operation.operands)
+            step.operands.push_back(values[size_t(slot)]);
+        m_steps.push_back(std::move(step));
+    }
+    m_result = values[size_t(exp.resultSlot())];
+}
+
+const double* BlockEvaluator::run(int count)
+{
+    runSteps(m_steps, std::min(count, m_blockLength));
     if (m_result.values)
         return m_result.values;
     m_constantResult.assign(size_t(m_blockLength), m_result.constant);

@@ -9,6 +9,25 @@
 namespace bandmath
 {
 
+namespace detail
+{
+
+// A slot as the evaluator sees it: a run of values, or a constant when values is null.
+struct Operand
+{
+    const double* values = nullptr;
+    double constant = 0.0;
+};
+
+struct Step
+{
+    Op op;
+    std::vector<Operand> operands; // in compiled order: operands[0] is the right (last) operand
+    double* out;
+};
+
+} // namespace detail
+
 class BlockEvaluator
 {
 public:
@@ -26,23 +45,11 @@ public:
     const double* run(int count);
 
 private:
-    struct Operand
-    {
-        const double* values = nullptr; // null: the constant below
-        double constant = 0.0;
-    };
-    struct Step
-    {
-        Op op;
-        std::vector<Operand> operands; // in compiled order: operands[0] is the right (last) operand
-        double* out;
-    };
-
     int m_blockLength;
     std::vector<double> m_storage;
     std::vector<double*> m_bandBuffers;
-    std::vector<Step> m_steps;
-    Operand m_result;
+    std::vector<detail::Step> m_steps;
+    detail::Operand m_result;
     std::vector<double> m_constantResult;
 };
 
