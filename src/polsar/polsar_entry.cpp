@@ -51,7 +51,8 @@ bool allSingleBand(const std::vector<RasterPtr>& datasets, bool (*typeOk)(int da
 bool allSameSize(const std::vector<RasterPtr>& datasets)
 {
     for (const RasterPtr& dataset : datasets)
-        if (dataset->GetWidth() != datasets.front()->GetWidth() || dataset->GetHeight() != datasets.front()->GetHeight())
+        if (dataset->GetWidth() != datasets.front()->GetWidth() ||
+            dataset->GetHeight() != datasets.front()->GetHeight())
             return false;
     return true;
 }

@@ -99,7 +99,8 @@ ClassImage readClassImage(const QString& path)
         image.names.push_back(*name);
     if (const GDALColorTable* table = band->GetColorTable())
         for (int i = 0; i < table->GetColorEntryCount(); ++i)
-            image.colors.push_back({table->GetColorEntry(i)->c1, table->GetColorEntry(i)->c2, table->GetColorEntry(i)->c3});
+            image.colors.push_back(
+                {table->GetColorEntry(i)->c1, table->GetColorEntry(i)->c2, table->GetColorEntry(i)->c3});
     if (const char* median = band->GetMetadataItem("LAMBDA_MEDIAN"))
         image.lambdaMedian = median;
     GDALClose(GDALDataset::ToHandle(dataset));
@@ -125,7 +126,8 @@ TEST(PolSAREndToEnd, ComplexChannelsToClassification)
     const EntryRun decomposed = runDecomposition(channels, dir.path() + "/decomposition", "HAAlpha", 3);
     ASSERT_TRUE(decomposed.ok) << decomposed.printed;
     const QString base = dir.path() + "/decomposition/scene_HH";
-    const QString files[4] = {base + "_entropy.img", base + "_anisotropy.img", base + "_alpha.img", base + "_lambda.img"};
+    const QString files[4] = {base + "_entropy.img", base + "_anisotropy.img", base + "_alpha.img",
+                              base + "_lambda.img"};
     EXPECT_EQ(decomposed.printed, "Judge the rationality of input paramenters sucessfully\n"
                                   "start call algorithm plugin: PolSAR_Decomposition\n"
                                   "[OUTPUT] PolSAR_Decomposition_images=\"" +

@@ -41,7 +41,8 @@ TEST(HAAlphaClassificationEntry, RefusesInCheckOrder)
         {"alpha empty", {good.entropy, good.anisotropy, "", ""}, "HAlpha", "[ERROR] Alpha File is empty!\n"},
         {"lambda empty", {good.entropy, good.anisotropy, good.alpha, ""}, "HAlpha", "[ERROR] Lambda File is empty!\n"},
         // Alpha is opened first, then anisotropy, entropy, lambda.
-        {"alpha missing", {missing, missing, missing, missing}, "HAlpha", "[ERROR] Please select alpha image correctly!\n"},
+        {"alpha missing", {missing, missing, missing, missing}, "HAlpha",
+         "[ERROR] Please select alpha image correctly!\n"},
         {"anisotropy missing", {missing, missing, good.alpha, missing}, "HAlpha",
          "[ERROR] Please select anisotropy image correctly!\n"},
         {"entropy missing", {missing, good.anisotropy, good.alpha, missing}, "HAlpha",
@@ -97,8 +98,9 @@ TEST(DecompositionEntry, RefusesInCheckOrder)
     const QString d = dir.path();
     QDir().mkpath(d + "/a");
     QDir().mkpath(d + "/b");
-    const QString channels = writeChannels(d + "/a", 8, 8, [](int, int) { return std::array<Cf, 4>{1.0, 0.0, 0.0, 1.0}; });
-    const QString others = writeChannels(d + "/b", 8, 7, [](int, int) { return std::array<Cf, 4>{1.0, 0.0, 0.0, 1.0}; });
+    const auto surface = [](int, int) { return std::array<Cf, 4>{1.0, 0.0, 0.0, 1.0}; };
+    const QString channels = writeChannels(d + "/a", 8, 8, surface);
+    const QString others = writeChannels(d + "/b", 8, 7, surface);
     const QStringList c = channels.split('|'), o = others.split('|');
     ASSERT_TRUE(testsupport::makeRaster(d + "/real.tif", 8, 8, 1, GDT_Float32, [](int, int, int) { return 1.0; }));
     ASSERT_TRUE(testsupport::makeRaster(d + "/twoband.tif", 8, 8, 2, GDT_CFloat32, [](int, int, int) { return 1.0; }));
@@ -120,7 +122,8 @@ TEST(DecompositionEntry, RefusesInCheckOrder)
         {"window 0", channels, "HAAlpha", 0, "[ERROR] please input window size correctly!\n"},
         {"window even", channels, "HAAlpha", 4, "[ERROR] please input window size correctly!\n"},
         {"window negative", channels, "HAAlpha", -3, "[ERROR] please input window size correctly!\n"},
-        {"three channels", c.mid(0, 3).join('|'), "HAAlpha", 3, "[ERROR] Please select HH|HV|VH|VV images correctly!\n"},
+        {"three channels", c.mid(0, 3).join('|'), "HAAlpha", 3,
+         "[ERROR] Please select HH|HV|VH|VV images correctly!\n"},
         {"empty channel", c[0] + "||" + c[2] + "|" + c[3], "HAAlpha", 3,
          "[ERROR] Please select HH|HV|VH|VV images correctly!\n"},
         {"HV missing", c[0] + "|" + d + "/none.tif|" + c[2] + "|" + c[3], "HAAlpha", 3,
@@ -134,9 +137,11 @@ TEST(DecompositionEntry, RefusesInCheckOrder)
         {"sizes differ", c[0] + "|" + c[1] + "|" + o[2] + "|" + c[3], "HAAlpha", 3,
          "[ERROR] Please select the same scene image !\n"},
         {"window larger than image", others, "HAAlpha", 9, "[ERROR] Window size is larger than the image!\n"},
-        {"folder without config", d + "/noconfig", "HAAlpha", 3, "[ERROR] Please select T3 matrix folder correctly!\n"},
+        {"folder without config", d + "/noconfig", "HAAlpha", 3,
+         "[ERROR] Please select T3 matrix folder correctly!\n"},
         {"a file, not a folder", c[0], "HAAlpha", 3, "[ERROR] Please select T3 matrix folder correctly!\n"},
-        {"short T3 element", d + "/t3short", "HAAlpha", 3, "[ERROR] T3 matrix file is missing or incomplete: T22.bin\n"},
+        {"short T3 element", d + "/t3short", "HAAlpha", 3,
+         "[ERROR] T3 matrix file is missing or incomplete: T22.bin\n"},
         {"T3 window too large", d + "/t3", "HAAlpha", 11, "[ERROR] Window size is larger than the image!\n"},
     };
     for (const Row& row : rows)

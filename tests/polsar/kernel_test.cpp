@@ -61,13 +61,13 @@ TEST(HAAlphaKernel, TextbookScatterers)
         // Dihedral (HH = -VV): alpha 90.
         {"dihedral", diagonal(0, 2, 0), 0.0, 0.0, 90.0, 2.0},
         // Cloud of randomly oriented dipoles: T = diag(2,1,1)/4, H = 0.9464, alpha 45.
-        {"random volume", diagonal(0.5, 0.25, 0.25), -(0.5 * std::log(0.5) + 0.5 * std::log(0.25)) / std::log(3.0),
-         0.0, 45.0, 0.5 * 0.5 + 2 * 0.25 * 0.25},
+        {"random volume", diagonal(0.5, 0.25, 0.25), -(0.5 * std::log(0.5) + 0.5 * std::log(0.25)) / std::log(3.0), 0.0,
+         45.0, 0.5 * 0.5 + 2 * 0.25 * 0.25},
         // Fully random: H = 1, alpha 60.
         {"random", diagonal(1, 1, 1), 1.0, 0.0, 60.0, 1.0},
         // Two mechanisms of power 3 and 1 (surface and dihedral): H of (0.75, 0.25), alpha 22.5, A = 1.
-        {"surface + dihedral", diagonal(0.75, 0.25, 0.0), -(0.75 * std::log(0.75) + 0.25 * std::log(0.25)) / std::log(3.0),
-         1.0, 22.5, 0.75 * 0.75 + 0.25 * 0.25},
+        {"surface + dihedral", diagonal(0.75, 0.25, 0.0),
+         -(0.75 * std::log(0.75) + 0.25 * std::log(0.25)) / std::log(3.0), 1.0, 22.5, 0.75 * 0.75 + 0.25 * 0.25},
     };
     for (const Row& row : rows)
     {
@@ -107,8 +107,10 @@ TEST(HAAlphaKernel, ClosedFormAgreesWithJacobiAndIgnoresOrientation)
         const double angle = 2.0 * 0.37 * (trial % 5);
         std::vector<std::array<Cf, 3>> rotated = vectors;
         for (auto& k : rotated)
-            k = {k[0], std::cos(angle) * k[1] + std::sin(angle) * k[2], -std::sin(angle) * k[1] + std::cos(angle) * k[2]};
-        const polsarkernel::HAAlphaLambda a = polsarkernel::haAlphaLambda(t), b = polsarkernel::haAlphaLambda(coherencyOf(rotated));
+            k = {k[0], std::cos(angle) * k[1] + std::sin(angle) * k[2],
+                 -std::sin(angle) * k[1] + std::cos(angle) * k[2]};
+        const polsarkernel::HAAlphaLambda a = polsarkernel::haAlphaLambda(t),
+                                          b = polsarkernel::haAlphaLambda(coherencyOf(rotated));
         EXPECT_NEAR(a.entropy, b.entropy, 1e-4);
         EXPECT_NEAR(a.anisotropy, b.anisotropy, 1e-4);
         EXPECT_NEAR(a.alphaDegrees, b.alphaDegrees, 1e-3);

@@ -85,8 +85,8 @@ protected:
 
         const int half = info.windowSize / 2;
         // About 24 MB of float elements per block; every block re-reads `half` rows on each side.
-        const int blockRows =
-            std::max(16, std::min(height, int((24u << 20) / (size_t(width) * kElementCount * sizeof(float))) - 2 * half));
+        const int blockRows = std::max(
+            16, std::min(height, int((24u << 20) / (size_t(width) * kElementCount * sizeof(float))) - 2 * half));
         std::array<std::vector<float>, 4> results;
         algokit::forEachRowBlock(height, blockRows, [&](int row0, int rows) {
             const int first = std::max(0, row0 - half), last = std::min(height, row0 + rows + half);

@@ -47,8 +47,9 @@ protected:
         const float lambdaSplit = info.method == 2 ? medianLambda(height, prepared) : 0.0f;
 
         QDir().mkpath(QFileInfo(info.outputFile).absolutePath());
-        algokit::OutputRaster output(info.outputFile, info.outputFormat.isEmpty() ? QStringLiteral("ENVI") : info.outputFormat,
-                                     width, height, 1, GDT_Byte);
+        algokit::OutputRaster output(info.outputFile,
+                                     info.outputFormat.isEmpty() ? QStringLiteral("ENVI") : info.outputFormat, width,
+                                     height, 1, GDT_Byte);
         output.copyGeoreferencing(m_inputs[kAlpha].get());
         describeClasses(output.band(0), info.method, lambdaSplit);
 
