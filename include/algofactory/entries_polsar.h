@@ -40,7 +40,10 @@ ALGO_API bool ExcuteAlgo_PolSAR_ClassMerge(const char* inputFile, const char* ou
 ALGO_API bool ExcuteAlgo_PolSAR_Decomposition(const char* input, const char* outputDir, const char* method, int windowSize, AlgoResult* result);
 /* Polarimetric speckle filter. */
 ALGO_API bool ExcuteAlgo_PolSAR_Filter(const char* inputDir, const char* outputDir, const char* filterType, int windowSize, AlgoResult* result);
-/* H/A/Alpha classification. */
+/* H/A/Alpha classification of single-band Float32 entropy, anisotropy, alpha (degrees) and lambda images of one size.
+   method: "HAlpha" (the 8 feasible zones of the entropy/alpha plane), "HAAlpha" (each zone split at anisotropy 0.5)
+   or "HAlphaLambda" (each zone split at the scene's median lambda). Writes outputDir/HAAlphaClass/<alpha base
+   name>_HAAClass.img, a Byte ENVI classification image; class 0 marks pixels with a non-finite input. */
 ALGO_API bool ExcuteAlgo_PolSAR_HAAlphaClassification(const char* entropyFile, const char* anisotropyFile, const char* alphaFile, const char* lambdaFile, const char* method, const char* outputDir, AlgoResult* result);
 /* Convert between polarimetric matrices. */
 ALGO_API bool ExcuteAlgo_PolSAR_MatrixConvert(const char* inputDir, const char* outputDir, const char* targetMatrix, AlgoResult* result);
