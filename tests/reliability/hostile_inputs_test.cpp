@@ -52,6 +52,12 @@ bool looksLikePath(const QString& key, const QString& example)
     return !key.contains("Exp") && (example.startsWith('/') || withExtension.match(example).hasMatch());
 }
 
+// The example as text; for a list of paths (a JSON-text entry's array), its first item.
+QString exampleText(const QJsonValue& example)
+{
+    return example.isArray() ? example.toArray().first().toVariant().toString() : example.toVariant().toString();
+}
+
 // One case per exported entry with at least one path parameter, from the descriptions in Model/abd.
 std::vector<EntryCase> pathEntries()
 {
@@ -73,7 +79,7 @@ std::vector<EntryCase> pathEntries()
         for (const QJsonValue& param : entryCase.params)
             takesPath |= param.toObject().value("kind").toString() == "text" &&
                          looksLikePath(param.toObject().value("key").toString(),
-                                       param.toObject().value("example").toVariant().toString());
+                                       exampleText(param.toObject().value("example")));
         if (!takesPath)
             continue;
         seen.insert(entry);
@@ -213,8 +219,9 @@ TEST_P(HostileInputs, EveryInputIsRefusedWithAMessageOrHandledInsideItsFolder)
         {
             const QJsonObject param = value.toObject();
             const QString key = param.value("key").toString();
-            const QString example = param.value("example").toVariant().toString();
+            const QString example = exampleText(param.value("example"));
             QString text = example;
+            QJsonValue jsonValue = param.value("example");
             if (param.value("kind").toString() == "text" && looksLikePath(key, example))
             {
                 if (isOutputKey(key, example))
@@ -224,12 +231,10 @@ TEST_P(HostileInputs, EveryInputIsRefusedWithAMessageOrHandledInsideItsFolder)
                 }
                 else
                     text = inputPath;
+                jsonValue = param.value("example").isArray() ? QJsonValue(QJsonArray{text}) : QJsonValue(text);
             }
             args << text;
-            if (param.value("kind").toString() == "text")
-                json.insert(key, text);
-            else
-                json.insert(key, param.value("example"));
+            json.insert(key, jsonValue);
         }
         if (entryCase.jsonText)
             args = QStringList{QString::fromUtf8(QJsonDocument(json).toJson(QJsonDocument::Compact))};
