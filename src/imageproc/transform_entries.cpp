@@ -245,16 +245,6 @@ bool pcaForwardFromTable(const char* inputFile, const char* outputFile, const ch
                                   {componentCount, extra1, extra2, extra3}, result);
 }
 
-bool mnfForwardFromTable(const char* inputFile, const char* outputFile, const char* statisticsFile, AlgoResult* result)
-{
-    return runStatisticsTransform(kForwardMnf, inputFile, outputFile, statisticsFile, 0, {}, result);
-}
-
-bool mnfInverseFromTable(const char* inputFile, const char* outputFile, const char* statisticsFile, AlgoResult* result)
-{
-    return runStatisticsTransform(kInverseMnf, inputFile, outputFile, statisticsFile, 0, {}, result);
-}
-
 bool rgbToIhsFromTable(const char* inputFile, const char* outputFile, int bandOrder, int extra1, int extra2, int extra3,
                        int extra4, int extra5, AlgoResult* result)
 {

@@ -9,8 +9,6 @@ namespace algofactory
 
 bool pcaForwardFromTable(const char* inputFile, const char* outputFile, const char* statisticsFile, int dataType,
                          int componentCount, int extra1, int extra2, int extra3, AlgoResult* result);
-bool mnfForwardFromTable(const char* inputFile, const char* outputFile, const char* statisticsFile, AlgoResult* result);
-bool mnfInverseFromTable(const char* inputFile, const char* outputFile, const char* statisticsFile, AlgoResult* result);
 bool rgbToIhsFromTable(const char* inputFile, const char* outputFile, int bandOrder, int extra1, int extra2, int extra3,
                        int extra4, int extra5, AlgoResult* result);
 bool ihsToRgbFromTable(const char* inputFile, const char* outputFile, int bandOrder, int extra1, int extra2,

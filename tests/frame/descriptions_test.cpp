@@ -55,7 +55,9 @@ TEST(Descriptions, EveryEntryIsExportedAndItsKindsMatchTheDescription)
             continue;
         }
         const QStringList entryKinds = QString::fromLatin1(kinds).split(',', Qt::SkipEmptyParts);
-        ASSERT_GE(d->params.size(), entryKinds.size()) << name.toStdString();
+        EXPECT_GE(d->params.size(), entryKinds.size()) << name.toStdString();
+        if (d->params.size() < entryKinds.size())
+            continue;
         if (d->route == "direct")
             EXPECT_EQ(d->params.size(), entryKinds.size()) << name.toStdString();
         for (int i = 0; i < entryKinds.size(); ++i)
