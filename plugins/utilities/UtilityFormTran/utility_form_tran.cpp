@@ -1,21 +1,13 @@
-// Plug-in "UtilityFormTran": format conversion through GDALTranslate, with progress and cancel.
+// Plug-in "UtilityFormTran": format conversion through GDALTranslate, with progress and stop requests.
+#include "gdal_apps.h"
 #include "plugin_base.h"
-#include "raster_io.h"
 #include "records/utility_records.h"
-
-#include <gdal_utils.h>
 
 #include <QDir>
 #include <QFileInfo>
 
 namespace
 {
-
-int CPL_STDCALL translateProgress(double complete, const char*, void* data)
-{
-    auto* report = static_cast<std::function<bool(double)>*>(data);
-    return (*report)(complete * 100.0) ? TRUE : FALSE;
-}
 
 class UtilityFormTran : public algokit::PluginBase
 {
@@ -31,7 +23,6 @@ protected:
         if (QFileInfo(info.inputFile).absoluteFilePath() == QFileInfo(info.outputFile).absoluteFilePath())
             return fail(QStringLiteral("The output file must differ from the input file."));
         algokit::DatasetPtr source = algokit::openRaster(info.inputFile);
-        QDir().mkpath(QFileInfo(info.outputFile).absolutePath());
 
         CPLStringList argv;
         argv.AddString("-of");
@@ -41,37 +32,12 @@ protected:
             argv.AddString("-b");
             argv.AddString(QByteArray::number(band).constData());
         }
-        if (info.format == "GTiff")
-        {
-            argv.AddString("-co");
-            argv.AddString("TILED=YES");
-        }
-        GDALTranslateOptions* options = GDALTranslateOptionsNew(argv.List(), nullptr);
-        bool cancelled = false;
-        std::function<bool(double)> report = [&](double percent) {
-            try
-            {
-                progress(percent);
-                return true;
-            }
-            catch (const algokit::Cancelled&)
-            {
-                cancelled = true;
-                return false;
-            }
-        };
-        GDALTranslateOptionsSetProgress(options, translateProgress, &report);
+        algokit::addGeoTiffOptions(info.format, &argv);
+
+        QDir().mkpath(QFileInfo(info.outputFile).absolutePath());
         m_output = info.outputFile;
-        int usageError = 0;
-        GDALDatasetH converted =
-            GDALTranslate(info.outputFile.toUtf8().constData(), GDALDataset::ToHandle(source.get()), options, &usageError);
-        GDALTranslateOptionsFree(options);
-        if (converted)
-            GDALClose(converted);
-        if (cancelled)
-            throw algokit::Cancelled();
-        if (!converted || usageError)
-            return fail(QStringLiteral("Format conversion failed: %1").arg(QString::fromUtf8(CPLGetLastErrorMsg())));
+        algokit::GdalProgress bridge([this](double percent) { progress(percent); });
+        algokit::translateRaster(source.get(), info.outputFile, argv, &bridge);
         m_output.clear();
         return true;
     }
