@@ -7,3 +7,8 @@ if(ALGO_TSAN)
     add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
     add_link_options(-fsanitize=thread)
 endif()
+# Instrumented test programs report at exit (leaks in system libraries, for instance) unless given the options and
+# suppressions of scripts/sanitizers.sh: list their tests when CTest runs, where those settings are in force.
+if(ALGO_SANITIZE OR ALGO_TSAN)
+    set(CMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE PRE_TEST)
+endif()

@@ -11,6 +11,8 @@ build_dir="${FUZZ_BUILD_DIR:-build-fuzz}"
 jobs="${JOBS:-$(nproc)}"
 export CCACHE_BASEDIR="$root"
 export CCACHE_DIR="${CCACHE_DIR:-$HOME/.cache/ccache}"
+# Builds in other folders of the same tree share cached objects.
+export CCACHE_NOHASHDIR=1
 export QT_QPA_PLATFORM=offscreen
 
 targets=("$@")

@@ -8,6 +8,8 @@ what="${1:-all}"
 jobs="${JOBS:-$(nproc)}"
 export CCACHE_BASEDIR="$root"
 export CCACHE_DIR="${CCACHE_DIR:-$HOME/.cache/ccache}"
+# Builds in other folders of the same tree share cached objects.
+export CCACHE_NOHASHDIR=1
 export QT_QPA_PLATFORM=offscreen
 # -O1 keeps the instrumented build and its tests fast enough for CI; -g for readable reports.
 flags=(-DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_FLAGS_RELWITHDEBINFO="-O1 -g" -DCMAKE_C_FLAGS_RELWITHDEBINFO="-O1 -g")

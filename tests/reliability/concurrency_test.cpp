@@ -18,7 +18,7 @@ namespace
 {
 
 constexpr int kThreads = 8;
-constexpr int kRounds = 4;
+constexpr int kRounds = 8;
 constexpr int kWidth = 40;
 constexpr int kHeight = 30;
 
