@@ -18,7 +18,7 @@ if [ "$what" = asan ] || [ "$what" = all ]; then
     asan_dir="${ASAN_BUILD_DIR:-build-asan}"
     cmake -S . -B "$asan_dir" "${flags[@]}" -DALGO_SANITIZE=ON > /dev/null
     cmake --build "$asan_dir" -j "$jobs"
-    export ASAN_OPTIONS="detect_leaks=1:abort_on_error=0:halt_on_error=1:detect_odr_violation=0:allocator_may_return_null=1"
+    export ASAN_OPTIONS="detect_leaks=1:abort_on_error=0:halt_on_error=1:detect_odr_violation=0:allocator_may_return_null=1:max_allocation_size_mb=4096:hard_rss_limit_mb=6144"
     export LSAN_OPTIONS="suppressions=$root/tests/reliability/lsan.supp:print_suppressions=0"
     export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1:suppressions=$root/tests/reliability/ubsan.supp"
     (cd "$asan_dir" && ctest --output-on-failure -j "$jobs" --timeout 900)

@@ -54,6 +54,9 @@ inline void checkRect(const HysPixelRect& rect, int width, int height)
 class BlockReader
 {
 public:
+    // At most 2 GiB of doubles in one block.
+    static constexpr size_t kMaxBlockValues = (size_t(2) << 30) / sizeof(double);
+
     BlockReader(GDALDataset* dataset, const std::vector<int>& bands, const HysPixelRect& rect)
         : m_dataset(dataset), m_bands(bands), m_rect(rect)
     {
@@ -78,6 +81,12 @@ public:
     void read(int row0, int rows, std::vector<double>& buffer, size_t& stride) const
     {
         stride = size_t(m_rect.width) * size_t(rows);
+        // The width comes from the file's header: a block that would not fit in memory is refused, not allocated.
+        if (stride * m_bands.size() > kMaxBlockValues)
+            throw algokit::AlgoError(QStringLiteral("The image is too large to read: %1 x %2 pixels in %3 bands.")
+                                         .arg(m_rect.width)
+                                         .arg(m_rect.height)
+                                         .arg(m_bands.size()));
         buffer.resize(stride * m_bands.size());
         const CPLErr error = m_dataset->RasterIO(
             GF_Read, m_rect.x, m_rect.y + row0, m_rect.width, rows, buffer.data(), m_rect.width, rows, GDT_Float64,
