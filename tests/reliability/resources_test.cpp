@@ -76,8 +76,8 @@ TEST(NoInjection, ArchiveNamesThatWouldRunCommandsAreUnpackedAsNames)
 
     const QString root = dir.filePath("unpack 'here'; touch injected_marker");
     QDir().mkpath(root);
-    for (const QString name : {"$(touch injected_marker).zip", "a;touch injected_marker;b.zip", "`touch injected_marker`.zip",
-                               "it's \"q\" & touch injected_marker.zip"})
+    for (const QString name : {"$(touch injected_marker).zip", "a;touch injected_marker;b.zip",
+                               "`touch injected_marker`.zip", "it's \"q\" & touch injected_marker.zip"})
     {
         SCOPED_TRACE(name.toStdString());
         const QString archive = dir.filePath(name);
@@ -98,8 +98,9 @@ TEST(NoInjection, ArchiveNamesThatWouldRunCommandsAreUnpackedAsNames)
         const bool ok = ExcuteAlgo_Decompress(json.constData());
         const std::string said = capture.text();
         ASSERT_TRUE(ok) << said;
-        const QRegularExpressionMatch folder =
-            QRegularExpression("\\[OUTPUT\\] decompresPath=\"(.*)\"$", QRegularExpression::MultilineOption).match(QString::fromLocal8Bit(said.c_str()));
+        // The folder name keeps the archive's quotes: take everything up to the line's last quote.
+        const QRegularExpression output("\\[OUTPUT\\] decompresPath=\"(.*)\"$", QRegularExpression::MultilineOption);
+        const QRegularExpressionMatch folder = output.match(QString::fromLocal8Bit(said.c_str()));
         ASSERT_TRUE(folder.hasMatch()) << said;
         QFile unpacked(folder.captured(1) + "/inside.txt");
         ASSERT_TRUE(unpacked.open(QIODevice::ReadOnly));
