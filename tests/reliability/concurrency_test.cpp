@@ -75,7 +75,8 @@ void runCall(const QString& input, Call& call)
     switch (call.task)
     {
     case Task::FormatJson:
-        call.ok = ExcuteAlgo("UtilityFormTran", "{\"InputFile\":\"" + in + "\",\"OutputFile\":\"" + out + "\"}", record);
+        call.ok =
+            ExcuteAlgo("UtilityFormTran", "{\"InputFile\":\"" + in + "\",\"OutputFile\":\"" + out + "\"}", record);
         break;
     case Task::BandMathDirect:
         call.ok = ExcuteAlgo_BandCompute("b1 * 2 + b2", in + "|" + in, "1|2", out, 6, record);

@@ -210,7 +210,8 @@ private:
 };
 
 // A header claiming 10^9 x 10^9 pixels must be refused, not believed: cap the address space (4 GiB) so that a
-// reader that believes it fails here instead of exhausting a shared machine (sanitizer builds cap allocations themselves).
+// reader that believes it fails here instead of exhausting a shared machine (sanitizer builds cap allocations
+// themselves).
 void capAddressSpace()
 {
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
@@ -318,9 +319,9 @@ TEST_P(HostileInputs, EveryInputIsRefusedWithAMessageOrHandledInsideItsFolder)
         if (qEnvironmentVariableIsSet("ALGO_HOSTILE_ECHO")) // one line per call, for the matrix of outcomes
         {
             const QString last = QString::fromLocal8Bit(said.c_str()).trimmed().section('\n', -1).left(100);
-            std::fprintf(stderr, "MATRIX\t%s\t%s\t%s\t%s\t%.100s\n", entryCase.entry.c_str(),
-                         (input.kind + ":" + QFileInfo(input.relative).fileName()).toUtf8().constData(), ok ? "ok" : "refused", last.toUtf8().constData(),
-                         result.record.message);
+            const QString what = input.kind + ":" + QFileInfo(input.relative).fileName();
+            std::fprintf(stderr, "MATRIX\t%s\t%s\t%s\t%s\t%.100s\n", entryCase.entry.c_str(), what.toUtf8().constData(),
+                         ok ? "ok" : "refused", last.toUtf8().constData(), result.record.message);
         }
         if (!ok && !kSilentRefusals.count(entryCase.entry))
             EXPECT_TRUE(!said.empty() || result.record.message[0] != '\0' || QFileInfo(hostLog).size() > hostLogBefore)
