@@ -182,6 +182,9 @@ void runFilter(const FilterJob& job, const Filter& filter, bool native, const st
                                 result[size_t(r) * width + x] = job.mode == kEdgeKeepBorder ? *view.at(x, r) : T(0);
                     }
                 algokit::writeRows<T>(output.band(int(b)), row0, rows, result);
+                // Written and read blocks leave GDAL's cache at once, so memory stays flat on large rasters.
+                output.get()->FlushCache(false);
+                source->FlushCache(false);
                 progress(100.0 * (++done) / double(blocks * job.bands.size()));
             });
         }
