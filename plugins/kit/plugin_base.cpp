@@ -1,6 +1,8 @@
 // Lifecycle of every plug-in: parameters in, run with exceptions captured, error and result out.
 #include "plugin_base.h"
 
+#include "raster_io.h"
+
 #include <algorithm>
 #include <new>
 
@@ -49,6 +51,7 @@ bool PluginBase::Execute()
     m_message.clear();
     m_result = AlgoParamHolder();
     m_lastProgress = 0.0;
+    m_claimedOutputs.clear();
     bool ok = false;
     try
     {
@@ -81,12 +84,15 @@ bool PluginBase::Execute()
         m_result = AlgoParamHolder();
         try
         {
+            for (const QString& path : m_claimedOutputs)
+                deleteRasterFiles(path);
             discardOutputs();
         }
         catch (...)
         {
         }
     }
+    m_claimedOutputs.clear();
     return ok;
 }
 

@@ -4,6 +4,7 @@
 #include "algorithm_interface.h"
 
 #include <QString>
+#include <QStringList>
 #include <stdexcept>
 
 namespace algokit
@@ -73,7 +74,11 @@ protected:
     // asks to stop; Execute() turns that into kCancelledCode.
     void progress(double percent, const QString& message = QString());
 
-    // Called once after a failure or cancellation: remove whatever was half written.
+    // Registers a raster file this run writes: it is deleted if the run fails or is stopped.
+    void claimOutput(const QString& path) { m_claimedOutputs << path; }
+
+    // Called once after a failure or cancellation, after the claimed outputs are deleted: remove
+    // whatever else was half written.
     virtual void discardOutputs() {}
 
 private:
@@ -84,6 +89,7 @@ private:
     QString m_message;
     double m_lastProgress = 0.0;
     bool m_cancelled = false;
+    QStringList m_claimedOutputs;
 };
 
 } // namespace algokit

@@ -84,7 +84,7 @@ protected:
             }
         };
         GDALTranslateOptionsSetProgress(options, translateProgress, &report);
-        m_output = info.outputFile;
+        claimOutput(info.outputFile);
         int usageError = 0;
         GDALDatasetH converted = GDALTranslate(info.outputFile.toUtf8().constData(), GDALDataset::ToHandle(source.get()),
                                                options, &usageError);
@@ -97,19 +97,9 @@ protected:
             throw algokit::Cancelled();
         if (!converted || usageError)
             return fail(QStringLiteral("Conversion to ENVI failed: %1").arg(QString::fromUtf8(CPLGetLastErrorMsg())));
-        m_output.clear();
         progress(100.0);
         return true;
     }
-
-    void discardOutputs() override
-    {
-        algokit::deleteRasterFiles(m_output);
-        m_output.clear();
-    }
-
-private:
-    QString m_output;
 };
 
 } // namespace

@@ -43,22 +43,12 @@ protected:
         algokit::addGeoTiffOptions(info.format, &argv);
 
         QDir().mkpath(QFileInfo(info.outputFile).absolutePath());
-        m_output = info.outputFile;
+        claimOutput(info.outputFile);
         algokit::GdalProgress bridge([this](double percent) { progress(percent); });
         algokit::translateRaster(source.get(), info.outputFile, argv, &bridge);
-        m_output.clear();
         progress(100.0);
         return true;
     }
-
-    void discardOutputs() override
-    {
-        algokit::deleteRasterFiles(m_output);
-        m_output.clear();
-    }
-
-private:
-    QString m_output;
 };
 
 } // namespace
