@@ -8,8 +8,8 @@ packages=(
     libgdal-dev gdal-bin python3-gdal
     libboost-dev libhdf5-dev
     libgtest-dev libgmock-dev libbenchmark-dev
-    tar gzip bzip2 xz-utils unzip zip clang libclang-rt-14-dev
-    python3 python3-numpy python3-scipy python3-sklearn python3-opencv
+    tar gzip bzip2 xz-utils unzip zip time clang libclang-rt-14-dev
+    python3 python3-numpy python3-scipy python3-sklearn python3-opencv libopenblas0-pthread
 )
 missing=()
 for package in "${packages[@]}"; do

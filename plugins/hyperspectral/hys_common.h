@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <type_traits>
 #include <vector>
 
 namespace hys
@@ -108,6 +109,31 @@ public:
                     values[i] = std::nan("");
         }
     }
+
+    // Reads a window (in image pixels) of the selected bands: buffer[k * n + row * width + x], n the
+    // window's pixel count. Real buffers get NaN for no-data; integer buffers keep the values as stored.
+    template <typename T> void readWindow(const HysPixelRect& window, std::vector<T>& buffer) const
+    {
+        const size_t n = size_t(window.width) * size_t(window.height);
+        buffer.resize(n * m_bands.size());
+        const CPLErr error = m_dataset->RasterIO(GF_Read, window.x, window.y, window.width, window.height,
+                                                 buffer.data(), window.width, window.height,
+                                                 algokit::gdalTypeOf<T>(), int(m_bands.size()),
+                                                 const_cast<int*>(m_bands.data()), sizeof(T),
+                                                 GSpacing(sizeof(T)) * window.width, GSpacing(sizeof(T) * n), nullptr);
+        if (error != CE_None)
+            throw algokit::AlgoError(QStringLiteral("Reading rows %1..%2 failed: %3")
+                                         .arg(window.y)
+                                         .arg(window.y + window.height - 1)
+                                         .arg(QString::fromUtf8(CPLGetLastErrorMsg())));
+        if (std::is_floating_point<T>::value)
+            for (size_t k = 0; k < m_bands.size(); ++k)
+                if (!std::isnan(m_noData[k]))
+                    std::replace(buffer.begin() + k * n, buffer.begin() + (k + 1) * n, T(m_noData[k]), T(NAN));
+    }
+
+    // Each selected band's no-data value, NaN when it has none.
+    const std::vector<double>& noData() const { return m_noData; }
 
 private:
     GDALDataset* m_dataset;

@@ -134,6 +134,87 @@ TEST(HyperspectralPlugins, StatisticsSkipMissingPixels)
     EXPECT_NEAR(reportRow(report, 2)[2], mean(allB), 1e-9);
 }
 
+// Integer cubes: a tiled Int16 cube read in two windows, one whose shifted values fit 16 bits (summed as
+// integers) and one with the type's extremes (summed in doubles), a no-data value in band 1, and UInt16
+// and Byte cubes; every number against a two-pass computation in doubles.
+TEST(HyperspectralPlugins, StatisticsOfIntegerCubes)
+{
+    const int width = 300, height = 20, bandCount = 3;
+    const double noData = -9999;
+    const auto f = [&](GDALDataType type, int b, int x, int y) -> double {
+        if (type == GDT_Byte)
+            return (x * 7 + y * 3 + b * 11) % 256;
+        if (type == GDT_UInt16)
+            return (x * 977 + y * 331 + b * 17) % 65536;
+        if (b == 0 && (x + y) % 13 == 0)
+            return noData;
+        if (b == 1 && x >= 256 && y % 5 == 0)
+            return x % 2 ? 32767 : -32768;
+        return (x - 150) * (b + 3) + y * y - 40 * b;
+    };
+    for (GDALDataType type : {GDT_Int16, GDT_UInt16, GDT_Byte})
+    {
+        SCOPED_TRACE(GDALGetDataTypeName(type));
+        QTemporaryDir dir;
+        const QString input = dir.path() + "/int.tif";
+        GDALAllRegister();
+        {
+            const char* options[] = {"TILED=YES", "BLOCKXSIZE=16", "BLOCKYSIZE=16", nullptr};
+            GDALDataset* cube = GetGDALDriverManager()->GetDriverByName("GTiff")->Create(
+                input.toUtf8().constData(), width, height, bandCount, type, const_cast<char**>(options));
+            ASSERT_NE(cube, nullptr);
+            for (int b = 0; b < bandCount; ++b)
+            {
+                std::vector<double> values;
+                for (int y = 0; y < height; ++y)
+                    for (int x = 0; x < width; ++x)
+                        values.push_back(f(type, b, x, y));
+                ASSERT_EQ(cube->GetRasterBand(b + 1)->RasterIO(GF_Write, 0, 0, width, height, values.data(), width,
+                                                               height, GDT_Float64, 0, 0, nullptr),
+                          CE_None);
+            }
+            if (type == GDT_Int16)
+                cube->GetRasterBand(1)->SetNoDataValue(noData);
+            GDALClose(cube);
+        }
+        StdoutCapture capture;
+        ASSERT_TRUE(ExcuteAlgo_StatisticalAnalysis(input.toLocal8Bit(), "", "", nullptr));
+        capture.text();
+
+        std::vector<std::vector<double>> own(bandCount), complete(bandCount);
+        for (int y = 0; y < height; ++y)
+            for (int x = 0; x < width; ++x)
+            {
+                const bool gap = type == GDT_Int16 && f(type, 0, x, y) == noData;
+                for (int b = 0; b < bandCount; ++b)
+                {
+                    if (!(gap && b == 0))
+                        own[b].push_back(f(type, b, x, y));
+                    if (!gap)
+                        complete[b].push_back(f(type, b, x, y));
+                }
+            }
+        const std::vector<double> cov = readBand(dir.path() + "/int-CovImageFile.tif", 1);
+        ASSERT_EQ(cov.size(), 9u);
+        for (int i = 0; i < bandCount; ++i)
+            for (int j = 0; j < bandCount; ++j)
+            {
+                const double c = covariance(complete[i], complete[j]);
+                EXPECT_NEAR(cov[size_t(i * 3 + j)], c, 1e-10 * std::abs(c)) << i << "," << j;
+            }
+        const QString report = readText(dir.path() + "/int-StatisticalText.txt");
+        for (int b = 0; b < bandCount; ++b)
+        {
+            const std::vector<double> row = reportRow(report, b + 1);
+            ASSERT_EQ(row.size(), 4u) << b;
+            EXPECT_EQ(row[0], *std::min_element(own[b].begin(), own[b].end())) << b;
+            EXPECT_EQ(row[1], *std::max_element(own[b].begin(), own[b].end())) << b;
+            EXPECT_NEAR(row[2], mean(own[b]), 1e-9 * (1 + std::abs(row[2]))) << b;
+            EXPECT_NEAR(row[3], std::sqrt(covariance(own[b], own[b])), 1e-9 * row[3]) << b;
+        }
+    }
+}
+
 // Entropy: Byte bands by value, others in 256 bins over the band's range; values counted independently.
 TEST(HyperspectralPlugins, EntropyBits)
 {
