@@ -5,6 +5,8 @@
 #include "sys_algo_builtin.h"
 #include "sys_algo_classification.h"
 
+#include "raster_limits.h"
+
 #include <gdal_alg.h>
 #include <gdal_priv.h>
 #include <ogrsf_frmts.h>
@@ -19,6 +21,8 @@ namespace
 {
 
 constexpr int kRowsPerBlock = 256;
+// Per pixel of a block: the class, the reference and the burnt reference vector, as 32-bit integers.
+constexpr size_t kBytesPerPixel = 3 * sizeof(int);
 
 struct GdalCloser
 {
@@ -121,6 +125,10 @@ protected:
             return fail(QStringLiteral("ImgClassPostPA: cannot open the classification %1").arg(info->classFile));
         const int width = classification->GetRasterXSize();
         const int height = classification->GetRasterYSize();
+        if (!algokit::fitsInBytes(1, std::max(0, width), kBytesPerPixel, algokit::kMaxRowBytes))
+            return fail(QStringLiteral("ImgClassPostPA: ") +
+                        algokit::tooLargeMessage(width, height, classification->GetRasterCount(), info->classFile));
+        const int rowsPerBlock = algokit::rowsWithin(size_t(width) * kBytesPerPixel, kRowsPerBlock);
         GdalPtr referenceRaster;
         VectorReference referenceVector;
         if (vectorReference)
@@ -183,9 +191,9 @@ protected:
         const size_t columnCount = columnClasses.size();
         std::vector<std::int64_t> counts(rowCount * columnCount, 0);
         std::vector<int> classValues, referenceValues;
-        for (int row0 = 0; row0 < height; row0 += kRowsPerBlock)
+        for (int row0 = 0; row0 < height; row0 += rowsPerBlock)
         {
-            const int rows = std::min(kRowsPerBlock, height - row0);
+            const int rows = std::min(rowsPerBlock, height - row0);
             classValues.resize(size_t(width) * rows);
             if (classification->GetRasterBand(1)->RasterIO(GF_Read, 0, row0, width, rows, classValues.data(), width, rows,
                                                            GDT_Int32, 0, 0) != CE_None)

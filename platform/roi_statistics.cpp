@@ -4,6 +4,8 @@
 #include "sys_algo_builtin.h"
 #include "sys_algo_classification.h"
 
+#include "raster_limits.h"
+
 #include <gdal_alg.h>
 #include <gdal_priv.h>
 #include <ogr_geometry.h>
@@ -48,6 +50,12 @@ protected:
         for (int band : info->bands)
             if (band < 1 || band > info->dataset->GetBandCount())
                 return fail(QStringLiteral("ROIStatistics: band %1 is not in the image").arg(band));
+        // A row of the selected bands as doubles, and its mask byte per pixel.
+        const int width = info->dataset->GetWidth();
+        if (!algokit::fitsInBytes(1, std::max(0, width), sizeof(double) * size_t(bandCount) + 1, algokit::kMaxRowBytes))
+            return fail(QStringLiteral("ROIStatistics: ") + algokit::tooLargeMessage(width, info->dataset->GetHeight(),
+                                                                                     info->dataset->GetBandCount(),
+                                                                                     info->inputFile));
 
         info->statistics.clear();
         for (const RoiArea& area : info->areas)
@@ -99,9 +107,11 @@ private:
         std::vector<double> pixels;
         std::vector<double> centred(bandCount);
         GDALDriver* memDriver = GetGDALDriverManager()->GetDriverByName("MEM");
-        for (int row0 = y0; row0 < y1; row0 += kRowsPerBlock)
+        const int rowsPerBlock =
+            algokit::rowsWithin(size_t(columns) * (sizeof(double) * size_t(bandCount) + 1), kRowsPerBlock);
+        for (int row0 = y0; row0 < y1; row0 += rowsPerBlock)
         {
-            const int rows = std::min(kRowsPerBlock, y1 - row0);
+            const int rows = std::min(rowsPerBlock, y1 - row0);
             std::unique_ptr<GDALDataset> maskDataset(memDriver->Create("", columns, rows, 1, GDT_Byte, nullptr));
             double transform[6] = {double(x0), 1.0, 0.0, double(row0), 0.0, 1.0};
             maskDataset->SetGeoTransform(transform);

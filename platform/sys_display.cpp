@@ -1,6 +1,8 @@
 // SysDisplay: raster rendering to RGBA pictures for quick looks.
 #include "sys_display.h"
 
+#include "raster_limits.h"
+
 #include <gdal.h>
 
 #include <algorithm>
@@ -36,6 +38,10 @@ QImage RenderRaster(SysDataSource::RasterDataset* dataset, int width, int height
     if (!dataset || width <= 0 || height <= 0 || dataset->GetBandCount() < 1)
         return QImage();
     const int shown = dataset->GetBandCount() >= 3 ? 3 : 1;
+    // Floats per shown band and an invalid flag per pixel; a read size that would not fit is not rendered.
+    if (!algokit::fitsInBytes(size_t(width), size_t(height), sizeof(float) * size_t(shown) + 1,
+                              algokit::kMaxImageBytes))
+        return QImage();
     const size_t pixels = size_t(width) * size_t(height);
     std::vector<float> values(pixels * size_t(shown));
     int bandMap[3] = {1, 2, 3};

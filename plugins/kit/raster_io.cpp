@@ -20,7 +20,23 @@ DatasetPtr openRaster(const QString& path, bool update)
                    nullptr, nullptr, nullptr));
     if (!dataset)
         throw AlgoError(QStringLiteral("Cannot open raster: %1").arg(path));
-    return DatasetPtr(dataset);
+    DatasetPtr opened(dataset);
+    checkRasterSize(opened.get(), path);
+    return opened;
+}
+
+void checkRasterSize(GDALDataset* dataset, const QString& path)
+{
+    const int width = dataset->GetRasterXSize(), bands = dataset->GetRasterCount();
+    if (!fitsInBytes(std::max(1, bands), std::max(0, width), sizeof(double), kMaxRowBytes))
+        throw AlgoError(tooLargeMessage(width, dataset->GetRasterYSize(), bands, path));
+}
+
+void checkWholeImageSize(GDALDataset* dataset, const QString& path, size_t bytesPerPixel)
+{
+    const int width = dataset->GetRasterXSize(), height = dataset->GetRasterYSize();
+    if (!fitsInBytes(std::max(0, width), std::max(0, height), bytesPerPixel, kMaxImageBytes))
+        throw AlgoError(tooLargeMessage(width, height, dataset->GetRasterCount(), path));
 }
 
 QString driverForPath(const QString& path)
@@ -47,7 +63,8 @@ int rowsPerBlock(GDALDataset* dataset, size_t bytesPerPixel, size_t blockBytes)
     blockY = std::max(1, blockY);
     const size_t rowBytes = std::max<size_t>(1, size_t(dataset->GetRasterXSize()) * bytesPerPixel);
     size_t rows = std::max<size_t>(1, blockBytes / rowBytes);
-    rows = std::max<size_t>(size_t(blockY), rows / size_t(blockY) * size_t(blockY));
+    if (fitsInBytes(size_t(blockY), rowBytes, 1, kMaxRowBytes))
+        rows = std::max<size_t>(size_t(blockY), rows / size_t(blockY) * size_t(blockY));
     return int(std::min<size_t>(rows, size_t(std::max(1, dataset->GetRasterYSize()))));
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "plugin_base.h"
+#include "raster_limits.h"
 
 #include <gdal_priv.h>
 
@@ -25,14 +26,24 @@ struct DatasetCloser
 };
 using DatasetPtr = std::unique_ptr<GDALDataset, DatasetCloser>;
 
-// Opens a raster for reading (or update); throws AlgoError naming the path when it cannot.
+// Opens a raster for reading (or update); throws AlgoError naming the path when it cannot, or when
+// checkRasterSize refuses it.
 DatasetPtr openRaster(const QString& path, bool update = false);
+
+// Throws AlgoError (tooLargeMessage) when one row of every band, as doubles, would exceed kMaxRowBytes: the
+// sizes come from the file's header and are not believed beyond that.
+void checkRasterSize(GDALDataset* dataset, const QString& path);
+
+// Throws AlgoError when holding the whole image at bytesPerPixel bytes per pixel would exceed kMaxImageBytes;
+// for computations that keep whole bands in memory.
+void checkWholeImageSize(GDALDataset* dataset, const QString& path, size_t bytesPerPixel);
 
 // GDAL driver short name for an output path: ".tif"/".tiff" GTiff, ".img" HFA, ".png" PNG,
 // ".jpg"/".jpeg" JPEG, ".vrt" VRT, anything else ENVI.
 QString driverForPath(const QString& path);
 
-// Rows per block for streaming a dataset: whole natural blocks, about blockBytes per band read.
+// Rows per block for streaming a dataset: whole natural blocks, about blockBytes per band read; a natural block
+// of more than kMaxRowBytes is not kept whole.
 int rowsPerBlock(GDALDataset* dataset, size_t bytesPerPixel = 8, size_t blockBytes = 8u << 20);
 
 // Calls fn(row0, rowCount) over [0, height) in steps of `step` rows.

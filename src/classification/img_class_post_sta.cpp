@@ -3,6 +3,7 @@
 #include "class_statistics_report.h"
 #include "classification_text.h"
 #include "entry_guard.h"
+#include "raster_limits.h"
 #include "sys_data_source.h"
 #include "sys_geometry.h"
 
@@ -24,12 +25,16 @@ constexpr int kRowsPerRead = 256;
 // Counts of values 0 .. classCount - 1 of band 1; other values are not counted.
 std::vector<std::int64_t> countClasses(SysDataSource::RasterBand& band, int width, int height, int classCount)
 {
+    // The width comes from the file's header: a row too long to hold is refused, not allocated.
+    if (!algokit::fitsInBytes(1, std::max(width, 0), sizeof(std::int32_t), algokit::kMaxRowBytes))
+        throw std::runtime_error(algokit::tooLargeMessage(width, height, 1).toStdString());
     std::vector<std::int64_t> counts(size_t(std::max(classCount, 0)), 0);
     std::vector<std::int32_t> values;
     const std::uint32_t limit = std::uint32_t(std::max(classCount, 0));
-    for (int row0 = 0; row0 < height; row0 += kRowsPerRead)
+    const int rowsPerRead = algokit::rowsWithin(size_t(std::max(width, 0)) * sizeof(std::int32_t), kRowsPerRead);
+    for (int row0 = 0; row0 < height; row0 += rowsPerRead)
     {
-        const int rows = std::min(kRowsPerRead, height - row0);
+        const int rows = std::min(rowsPerRead, height - row0);
         values.resize(size_t(width) * rows);
         if (!band.Read(0, row0, width, rows, values.data(), GDT_Int32))
             throw std::runtime_error("reading the classification failed");

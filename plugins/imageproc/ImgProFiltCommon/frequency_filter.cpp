@@ -8,6 +8,8 @@ void runFrequencyFilter(const FilterJob& job, const FrequencyPass& pass, const s
 {
     validateJob(job);
     algokit::DatasetPtr source = algokit::openRaster(job.inputFile);
+    // The transfer function, one band's pixels and its complex transform are held whole.
+    algokit::checkWholeImageSize(source.get(), job.inputFile, 2 * sizeof(double) + sizeof(std::complex<double>));
     const int width = source->GetRasterXSize(), height = source->GetRasterYSize();
     for (int band : job.bands)
         if (band < 0 || band >= source->GetRasterCount())

@@ -154,6 +154,8 @@ private:
         const auto& info = params<stFFTransformInfo>();
         checkPaths(info.inputFile, info.outputFile);
         algokit::DatasetPtr input = algokit::openRaster(info.inputFile);
+        // Two whole complex bands in memory: the transform and its shifted copy.
+        algokit::checkWholeImageSize(input.get(), info.inputFile, 2 * sizeof(std::complex<double>));
         const int width = input->GetRasterXSize(), height = input->GetRasterYSize();
         if (info.bands.empty())
             throw algokit::AlgoError(QStringLiteral("No band to transform"));
@@ -183,6 +185,8 @@ private:
         checkPaths(info.inputFile, info.outputFile);
         const GDALDataType outputType = typeOfCode(info.dataType);
         algokit::DatasetPtr input = algokit::openRaster(info.inputFile);
+        // Two whole complex bands and a real one in memory.
+        algokit::checkWholeImageSize(input.get(), info.inputFile, 2 * sizeof(std::complex<double>) + sizeof(double));
         const int width = input->GetRasterXSize(), height = input->GetRasterYSize(), bands = input->GetRasterCount();
         if (bands < 1)
             throw algokit::AlgoError(QStringLiteral("The input has no band"));
