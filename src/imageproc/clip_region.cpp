@@ -1,5 +1,6 @@
 // Clip regions: buffer, range shapefiles, clean-up.
 #include "clip_region.h"
+#include "shell_quote.h"
 
 #include <cpl_conv.h>
 #include <gdal_priv.h>
@@ -299,13 +300,6 @@ bool splitFeatureRanges(const QString& shapefile, const QString& fieldName, doub
         rangeFiles->append(path);
     }
     return !names->isEmpty();
-}
-
-QString shellQuote(const QString& path)
-{
-    QString quoted = path;
-    quoted.replace(QLatin1String("'"), QLatin1String("'\\''"));
-    return "'" + quoted + "'";
 }
 
 void runShellOnPath(const char* command, const QString& path)

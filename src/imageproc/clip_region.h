@@ -50,9 +50,7 @@ bool buildRangeShapefile(const RangeRequest& request, QString* tempFolder, QStri
 bool splitFeatureRanges(const QString& shapefile, const QString& fieldName, double buffer, const QString& folder,
                         QStringList* names, QStringList* rangeFiles);
 
-// The path as one single-quoted shell word: quotes inside are closed, escaped and reopened.
-QString shellQuote(const QString& path);
-// Runs a shell command whose %1 is replaced by the quoted path.
+// Runs a shell command whose %1 is replaced by the path quoted with shellQuote.
 void runShellOnPath(const char* command, const QString& path);
 
 // Prints the folder on a line of its own and, when a folder of that name exists, removes it with

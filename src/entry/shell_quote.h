@@ -1,4 +1,5 @@
-// Quoting of one shell argument, so that no file name can break or extend a command.
+// Quoting of one shell argument, so that no file name can break or extend a command. Every command this library
+// hands to a shell quotes its paths with it (archive extraction, the clip entries' clean-up).
 #pragma once
 
 #include <QString>
