@@ -124,13 +124,9 @@ ALGO_API bool ExcuteAlgo_BandCompute(const char* calculationExp, const char* ima
         record.format = FormatFromPath(record.outputFile);
         record.description = QStringLiteral("Band Math");
         record.dataType = std::max(1, dataType);
-        const QString output = record.outputFile;
 
         AlgoParamHolder holder = record;
         AlgoRunContext context;
-        const bool ok = RunAlgoPlugin(&context, QStringLiteral("UtilityOperBand"), &holder, result, QString());
-        if (ok)
-            printOutput("OutputFile", output);
-        return ok;
+        return RunAlgoPlugin(&context, QStringLiteral("UtilityOperBand"), &holder, result, QString());
     });
 }

@@ -175,7 +175,8 @@ TEST(UtilityOperBand, LargeRasterInSeveralBlocksOnTwoWorkers)
 {
     QTemporaryDir dir;
     const QString a = dir.path() + "/a.tif", b = dir.path() + "/b.tif", output = dir.path() + "/ndvi.tif";
-    const int width = 2048, height = 1100; // more than one row block of about two million pixels
+    // More than one row block of about two million pixels; partial blocks at the right and bottom edges.
+    const int width = 2050, height = 1100;
     auto red = [](int, int x, int y) { return double((x * 7 + y * 13) % 4000); };
     auto nir = [](int, int x, int y) { return double((x * 11 + y * 3) % 5000); };
     ASSERT_TRUE(makeRaster(a, width, height, 1, GDT_UInt16, red));

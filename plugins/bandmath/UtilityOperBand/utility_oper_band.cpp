@@ -11,6 +11,8 @@
 #include <QFileInfo>
 
 #include <atomic>
+#include <cstring>
+#include <string>
 #include <map>
 #include <mutex>
 
@@ -35,7 +37,53 @@ struct Worker
     std::vector<std::vector<unsigned char>> raw;
     std::vector<unsigned char> output;
     std::vector<std::uint8_t> invalid;
+    std::vector<unsigned char> block;
 };
+
+// A GDAL configuration option set for the calling thread only, restored when the scope ends.
+class ThreadConfigOption
+{
+public:
+    ThreadConfigOption(const char* key, const char* value)
+        : m_key(key), m_previous(CPLGetThreadLocalConfigOption(key, nullptr) ? CPLGetThreadLocalConfigOption(key, "") : ""),
+          m_hadPrevious(CPLGetThreadLocalConfigOption(key, nullptr) != nullptr)
+    {
+        CPLSetThreadLocalConfigOption(key, value);
+    }
+    ~ThreadConfigOption() { CPLSetThreadLocalConfigOption(m_key, m_hadPrevious ? m_previous.c_str() : nullptr); }
+    ThreadConfigOption(const ThreadConfigOption&) = delete;
+    ThreadConfigOption& operator=(const ThreadConfigOption&) = delete;
+
+private:
+    const char* m_key;
+    std::string m_previous;
+    bool m_hadPrevious;
+};
+
+// Writes rows [row0, row0 + rows) of a band, given row-major in `pixels`, block by block with WriteBlock;
+// row0 is a multiple of the block height. Blocks reaching past the raster are padded with zeros.
+CPLErr writeBlocks(GDALRasterBand* band, int row0, int rows, int width, int pixelSize,
+                   const std::vector<unsigned char>& pixels, std::vector<unsigned char>& block)
+{
+    int blockX = 0, blockY = 0;
+    band->GetBlockSize(&blockX, &blockY);
+    block.assign(size_t(blockX) * size_t(blockY) * size_t(pixelSize), 0);
+    const size_t rowBytes = size_t(width) * size_t(pixelSize), blockRowBytes = size_t(blockX) * size_t(pixelSize);
+    for (int y0 = 0; y0 < rows; y0 += blockY)
+    {
+        const int blockRows = std::min(blockY, rows - y0);
+        for (int x0 = 0; x0 < width; x0 += blockX)
+        {
+            const size_t copyBytes = size_t(std::min(blockX, width - x0)) * size_t(pixelSize);
+            for (int y = 0; y < blockRows; ++y)
+                std::memcpy(block.data() + size_t(y) * blockRowBytes,
+                            pixels.data() + size_t(y0 + y) * rowBytes + size_t(x0) * size_t(pixelSize), copyBytes);
+            if (band->WriteBlock(x0 / blockX, (row0 + y0) / blockY, block.data()) != CE_None)
+                return CE_Failure;
+        }
+    }
+    return CE_None;
+}
 
 QString sameFileKey(const QString& path)
 {
@@ -132,7 +180,12 @@ protected:
         std::mutex writeLock, progressLock;
         std::atomic<bool> stop(false);
         long long rowsDone = 0;
+        // GeoTIFF blocks are written straight to the file, not through GDAL's block cache: no block is
+        // allocated and copied per write.
+        const bool writeWholeBlocks = driver == QLatin1String("GTiff");
         auto work = [&](int begin, int end) {
+            // Uncompressed GeoTIFF inputs are read straight from the file as well, in this worker only.
+            const ThreadConfigOption directRead("GTIFF_DIRECT_IO", "YES");
             Worker worker;
             for (const QString& path : paths)
                 worker.inputs.push_back(algokit::openRaster(path));
@@ -185,10 +238,16 @@ protected:
                 {
                     std::lock_guard<std::mutex> guard(writeLock);
                     CPLErrorReset();
-                    const CPLErr written = outBand->RasterIO(GF_Write, 0, row0, width, rows, worker.output.data(),
-                                                             width, rows, outputType, 0, 0);
-                    // Written blocks leave the cache at once, so memory stays flat whatever the raster size.
-                    output.get()->FlushCache(false);
+                    CPLErr written = CE_None;
+                    if (writeWholeBlocks)
+                        written = writeBlocks(outBand, row0, rows, width, outSize, worker.output, worker.block);
+                    else
+                    {
+                        written = outBand->RasterIO(GF_Write, 0, row0, width, rows, worker.output.data(), width,
+                                                    rows, outputType, 0, 0);
+                        // Written blocks leave the cache at once, so memory stays flat whatever the raster size.
+                        output.get()->FlushCache(false);
+                    }
                     if (written != CE_None || CPLGetLastErrorType() == CE_Failure || CPLGetLastErrorType() == CE_Fatal)
                         throw algokit::AlgoError(QStringLiteral("Cannot write \"%1\" at row %2: %3")
                                                      .arg(info.outputFile).arg(row0)
