@@ -3,10 +3,18 @@
 
 #include <gdal_priv.h>
 
+#include <mutex>
+
 namespace SysDataSource
 {
 
 using SysUtility::_ptr_t;
+
+void RegisterGdalDrivers()
+{
+    static std::once_flag once;
+    std::call_once(once, [] { GDALAllRegister(); });
+}
 
 void ColorTable::SetColor(int index, const QColor& color)
 {
@@ -142,7 +150,7 @@ _ptr_t<RasterDataset> DatasetFactory::OpenRaster(const QString& path, OpenMode m
 {
     if (path.isEmpty())
         return _ptr_t<RasterDataset>();
-    GDALAllRegister();
+    RegisterGdalDrivers();
     CPLPushErrorHandler(CPLQuietErrorHandler);
     GDALDatasetH handle = GDALOpenEx(path.toUtf8().constData(),
                                      GDAL_OF_RASTER | (mode == OpenMode::Update ? GDAL_OF_UPDATE : GDAL_OF_READONLY),
@@ -156,7 +164,7 @@ _ptr_t<RasterDataset> DatasetFactory::OpenRaster(const QString& path, OpenMode m
 _ptr_t<RasterDataset> DatasetFactory::CreateRaster(const QString& path, const QString& driver, int width, int height,
                                                    int bands, int dataType) const
 {
-    GDALAllRegister();
+    RegisterGdalDrivers();
     GDALDriverH gdalDriver = GDALGetDriverByName(driver.toUtf8().constData());
     if (!gdalDriver)
         return _ptr_t<RasterDataset>();

@@ -14,6 +14,10 @@ typedef void* GDALRasterBandH;
 namespace SysDataSource
 {
 
+// Registers GDAL's drivers, once per process. GDALAllRegister rewrites the driver manager's state without its lock
+// on every call, so host threads calling it at once race: the library and its plug-ins register through here.
+void RegisterGdalDrivers();
+
 enum class OpenMode
 {
     ReadOnly,

@@ -11,9 +11,25 @@
 namespace algokit
 {
 
+namespace
+{
+
+// GDALAllRegister is not safe on several threads at once. In the library's process the runner has registered the
+// drivers before any plug-in runs; a plug-in loaded on its own (tests) registers them once here.
+void registerDrivers()
+{
+    static std::once_flag once;
+    std::call_once(once, [] {
+        if (GDALGetDriverCount() == 0)
+            GDALAllRegister();
+    });
+}
+
+} // namespace
+
 DatasetPtr openRaster(const QString& path, bool update)
 {
-    GDALAllRegister();
+    registerDrivers();
     const QByteArray name = path.toUtf8();
     GDALDataset* dataset = GDALDataset::FromHandle(
         GDALOpenEx(name.constData(), GDAL_OF_RASTER | (update ? GDAL_OF_UPDATE : GDAL_OF_READONLY) | GDAL_OF_VERBOSE_ERROR,
@@ -144,7 +160,7 @@ OutputRaster::OutputRaster(const QString& path, const QString& driver, int width
                            GDALDataType type, const QStringList& options)
     : m_path(path), m_driver(driver)
 {
-    GDALAllRegister();
+    registerDrivers();
     GDALDriver* gdalDriver = GetGDALDriverManager()->GetDriverByName(driver.toUtf8().constData());
     if (!gdalDriver)
         throw AlgoError(QStringLiteral("No raster driver named %1").arg(driver));

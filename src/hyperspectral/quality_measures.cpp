@@ -5,6 +5,7 @@
 #include "hyperspectral_input.h"
 #include "output_protocol.h"
 #include "run_algo_plugin.h"
+#include "sys_data_source.h"
 
 #include <QFileInfo>
 #include <cstdio>
@@ -29,7 +30,7 @@ bool readQualityInput(const char* inputFile, const char* region, const char* ban
                       const char* textSuffix, const char* bandsMessage, QualityInput& input)
 {
     const QString path = QString::fromLocal8Bit(inputFile ? inputFile : "");
-    GDALAllRegister();
+    SysDataSource::RegisterGdalDrivers();
     GDALDataset* dataset = GDALDataset::FromHandle(GDALOpen(path.toUtf8().constData(), GA_ReadOnly));
     if (!dataset)
     {

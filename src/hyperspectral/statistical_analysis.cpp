@@ -4,6 +4,7 @@
 #include "hyperspectral_input.h"
 #include "output_protocol.h"
 #include "run_algo_plugin.h"
+#include "sys_data_source.h"
 
 #include <QFileInfo>
 #include <cstdio>
@@ -33,7 +34,7 @@ ALGO_API bool ExcuteAlgo_StatisticalAnalysis(const char* inputFile, const char* 
         printOutput("OutCovImgFile", record.covImageFile);
         printOutput("OutCorCoeFile", record.corCoeFile);
 
-        GDALAllRegister();
+        SysDataSource::RegisterGdalDrivers();
         GDALDataset* dataset = GDALDataset::FromHandle(GDALOpen(input.toUtf8().constData(), GA_ReadOnly));
         if (!dataset)
         {

@@ -1,6 +1,7 @@
 // Clip regions: buffer, range shapefiles, clean-up.
 #include "clip_region.h"
 #include "shell_quote.h"
+#include "sys_data_source.h"
 
 #include <cpl_conv.h>
 #include <gdal_priv.h>
@@ -112,7 +113,7 @@ bool writeRangeFile(GDALDriver* driver, const QString& path, const OGRGeometry& 
 
 GDALDriver* shapefileDriver()
 {
-    GDALAllRegister();
+    SysDataSource::RegisterGdalDrivers();
     CPLSetThreadLocalConfigOption("GDAL_FILENAME_IS_UTF8", "YES");
     GDALDriver* driver = GetGDALDriverManager()->GetDriverByName("ESRI Shapefile");
     if (!driver)
@@ -196,7 +197,7 @@ QString safeFileName(QString name)
 
 double computeClipBuffer(const QString& inputFile, int bufferPixels, ClipInputInfo* info)
 {
-    GDALAllRegister();
+    SysDataSource::RegisterGdalDrivers();
     CPLPushErrorHandler(CPLQuietErrorHandler);
     GdalPtr dataset(GDALDataset::Open(inputFile.toUtf8().constData(), GDAL_OF_RASTER | GDAL_OF_READONLY));
     CPLPopErrorHandler();

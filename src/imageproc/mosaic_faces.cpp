@@ -1,5 +1,6 @@
 // Mosaic faces from image footprints and a mask region.
 #include "mosaic_faces.h"
+#include "sys_data_source.h"
 
 #include <gdal_priv.h>
 #include <ogr_spatialref.h>
@@ -112,7 +113,7 @@ GeometryPtr polygonalPart(GeometryPtr geometry)
 
 bool buildMosaicFaces(const QStringList& inputs, const QString& maskFile, QStringList* faces)
 {
-    GDALAllRegister();
+    SysDataSource::RegisterGdalDrivers();
     faces->clear();
     std::vector<GeometryPtr> footprints;
     OGRSpatialReference target;

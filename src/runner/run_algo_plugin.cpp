@@ -1,6 +1,7 @@
 // RunAlgoPlugin: load, create, connect progress, execute, report, hand back the result.
 #include "run_algo_plugin.h"
 
+#include "sys_data_source.h"
 #include "sys_utility.h"
 
 #include <QFileInfo>
@@ -57,6 +58,8 @@ void WriteResultMessage(AlgoResult* result, const QByteArray& text)
 bool RunAlgoPlugin(AlgoRunContext* context, const QString& libraryName, AlgoParamHolder* params, AlgoResult* result,
                    QString algoName)
 {
+    // Plug-ins then find GDAL's drivers registered and leave the registration alone (see algokit::openRaster).
+    SysDataSource::RegisterGdalDrivers();
     // Deleting a QLibrary does not unload it: plug-ins stay loaded for the life of the process.
     QLibrary* library = new QLibrary(PluginFilePath(libraryName));
     if (!library->load())

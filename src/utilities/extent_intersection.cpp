@@ -1,5 +1,6 @@
 // Whether a raster's extent and that of a vector (or raster) file overlap, in the raster's reference system.
 #include "extent_intersection.h"
+#include "sys_data_source.h"
 
 #include <gdal_priv.h>
 #include <ogr_spatialref.h>
@@ -50,7 +51,7 @@ using Dataset = std::unique_ptr<GDALDataset, Closer>;
 
 Dataset openQuietly(const QString& path, unsigned flags)
 {
-    GDALAllRegister();
+    SysDataSource::RegisterGdalDrivers();
     CPLPushErrorHandler(CPLQuietErrorHandler);
     GDALDataset* dataset =
         GDALDataset::FromHandle(GDALOpenEx(path.toUtf8().constData(), flags | GDAL_OF_READONLY, nullptr, nullptr, nullptr));
