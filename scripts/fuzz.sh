@@ -1,7 +1,8 @@
 #!/bin/bash
 # Builds the libFuzzer targets with clang (build-fuzz) and runs each for SECONDS seconds (default 30) from its seed
 # corpus in fuzz/corpus/<target>/. Usage: scripts/fuzz.sh [SECONDS] [target...]. Crashes are kept in
-# build-fuzz/crashes/<target>/ and make the script fail.
+# build-fuzz/crashes/<target>/ and make the script fail. Ends with a table of each target's executions and executions
+# per second, from libFuzzer's final statistics.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root="$PWD"
@@ -29,6 +30,7 @@ cmake --build "$build_dir" -j "$jobs" --target "${targets[@]}"
 export ASAN_OPTIONS="detect_leaks=0:allocator_may_return_null=1:detect_odr_violation=0"
 export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
 failed=0
+summary=()
 for target in "${targets[@]}"; do
     name="${target#fuzz_}"
     corpus="$root/fuzz/corpus/$name"
@@ -43,15 +45,20 @@ for target in "${targets[@]}"; do
         > "$work/log" 2>&1
     status=$?
     set -e
+    # libFuzzer's final statistics (-print_final_stats=1): executed inputs and the average rate over the run.
     runs=$(grep -o 'stat::number_of_executed_units: *[0-9]*' "$work/log" | grep -o '[0-9]*$' || echo 0)
-    rate=$(( ${runs:-0} / (seconds > 0 ? seconds : 1) ))
+    rate=$(grep -o 'stat::average_exec_per_sec: *[0-9]*' "$work/log" | grep -o '[0-9]*$' || echo 0)
     if [ $status -ne 0 ]; then
         failed=1
         echo "$target: FAILED after ${runs:-0} runs; artefacts in $crashes"
         grep -E "ERROR:|SUMMARY:|#[0-9]+ 0x" "$work/log" | head -30
+        summary+=("$(printf '%-26s %10s %12s  %s' "$target" "${runs:-0}" "${rate:-0}" FAILED)")
     else
-        echo "$target: ${runs:-0} runs in ${seconds}s (${rate}/s), no crash"
+        echo "$target: ${runs:-0} runs in ${seconds}s (${rate:-0}/s), no crash"
+        summary+=("$(printf '%-26s %10s %12s  %s' "$target" "${runs:-0}" "${rate:-0}" "no crash")")
     fi
     rm -rf "$work"
 done
+printf '\n%-26s %10s %12s  %s\n' target runs "exec/s" outcome
+printf '%s\n' "${summary[@]}"
 exit $failed
