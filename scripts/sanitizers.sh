@@ -1,6 +1,6 @@
 #!/bin/bash
 # Builds the tree with AddressSanitizer+UndefinedBehaviorSanitizer and runs every test there, then builds
-# with ThreadSanitizer and runs the concurrency test. Usage: scripts/sanitizers.sh [asan|tsan|all]
+# with ThreadSanitizer and runs the concurrency test TSAN_RUNS times (3). Usage: scripts/sanitizers.sh [asan|tsan|all]
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root="$PWD"
@@ -27,7 +27,12 @@ fi
 if [ "$what" = tsan ] || [ "$what" = all ]; then
     tsan_dir="${TSAN_BUILD_DIR:-build-tsan}"
     cmake -S . -B "$tsan_dir" "${flags[@]}" -DALGO_TSAN=ON > /dev/null
-    cmake --build "$tsan_dir" -j "$jobs" --target test_reliability_concurrency
+    # The plug-ins the test loads are built with the sanitizer too.
+    cmake --build "$tsan_dir" -j "$jobs" --target test_reliability_concurrency algo_plugins
     export TSAN_OPTIONS="halt_on_error=1:second_deadlock_stack=1:suppressions=$root/tests/reliability/tsan.supp"
-    (cd "$tsan_dir/tests" && ./test_reliability_concurrency)
+    # A race shows in some interleavings only: several runs.
+    for run in $(seq 1 "${TSAN_RUNS:-3}"); do
+        echo "ThreadSanitizer run $run"
+        (cd "$tsan_dir/tests" && ./test_reliability_concurrency)
+    done
 fi

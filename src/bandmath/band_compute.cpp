@@ -4,6 +4,7 @@
 #include "output_protocol.h"
 #include "records/bandmath_records.h"
 #include "run_algo_plugin.h"
+#include "sys_data_source.h"
 #include "utilities/format_from_path.h"
 
 #include <gdal_priv.h>
@@ -32,7 +33,7 @@ using GdalHandle = std::unique_ptr<std::remove_pointer_t<GDALDatasetH>, GdalHand
 
 GdalHandle openQuietly(const QString& path)
 {
-    GDALAllRegister();
+    SysDataSource::RegisterGdalDrivers();
     CPLPushErrorHandler(CPLQuietErrorHandler);
     GDALDatasetH dataset =
         GDALOpenEx(path.toLocal8Bit().constData(), GDAL_OF_RASTER | GDAL_OF_READONLY, nullptr, nullptr, nullptr);
