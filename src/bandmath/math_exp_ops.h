@@ -69,7 +69,7 @@ inline double opRound(double x)
 {
     const double t = std::trunc(x);
     const double fraction = x - t;
-    return fraction >= 0.5 ? t + 1.0 : fraction <= -0.5 ? t - 1.0 : t;
+    return t + (fraction >= 0.5 ? 1.0 : 0.0) - (fraction <= -0.5 ? 1.0 : 0.0);
 }
 inline double opSqrt(double x) { return std::sqrt(x); }
 inline double opAbs(double x) { return std::fabs(x); }
