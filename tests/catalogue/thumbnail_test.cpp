@@ -65,7 +65,7 @@ TEST(SysDisplay, StretchesBetweenPercentilesAndHidesNoData)
         for (int b = 1; b <= 3; ++b)
             ds->GetRasterBand(b)->SetNoDataValue(255);
         double v = 255;
-        ds->GetRasterBand(2)->RasterIO(GF_Write, 5, 5, 1, 1, &v, 1, 1, GDT_Float64, 0, 0);
+        ASSERT_EQ(ds->GetRasterBand(2)->RasterIO(GF_Write, 5, 5, 1, 1, &v, 1, 1, GDT_Float64, 0, 0), CE_None);
         GDALClose(ds);
     }
     auto dataset = SysDataSource::DatasetFactory::Instance()->OpenRaster(path);
