@@ -136,7 +136,8 @@ TEST(HyperspectralPlugins, StatisticsSkipMissingPixels)
 
 // Integer cubes: a tiled Int16 cube read in two windows, one whose shifted values fit 16 bits (summed as
 // integers) and one with the type's extremes (summed in doubles), a no-data value in band 1, and UInt16
-// and Byte cubes; every number against a two-pass computation in doubles.
+// and Byte cubes, whole and over a rectangle cutting through tiles; every number against a two-pass
+// computation in doubles.
 TEST(HyperspectralPlugins, StatisticsOfIntegerCubes)
 {
     const int width = 300, height = 20, bandCount = 3;
@@ -177,40 +178,50 @@ TEST(HyperspectralPlugins, StatisticsOfIntegerCubes)
                 cube->GetRasterBand(1)->SetNoDataValue(noData);
             GDALClose(cube);
         }
-        StdoutCapture capture;
-        ASSERT_TRUE(ExcuteAlgo_StatisticalAnalysis(input.toLocal8Bit(), "", "", nullptr));
-        capture.text();
-
-        std::vector<std::vector<double>> own(bandCount), complete(bandCount);
-        for (int y = 0; y < height; ++y)
-            for (int x = 0; x < width; ++x)
-            {
-                const bool gap = type == GDT_Int16 && f(type, 0, x, y) == noData;
-                for (int b = 0; b < bandCount; ++b)
-                {
-                    if (!(gap && b == 0))
-                        own[b].push_back(f(type, b, x, y));
-                    if (!gap)
-                        complete[b].push_back(f(type, b, x, y));
-                }
-            }
-        const std::vector<double> cov = readBand(dir.path() + "/int-CovImageFile.tif", 1);
-        ASSERT_EQ(cov.size(), 9u);
-        for (int i = 0; i < bandCount; ++i)
-            for (int j = 0; j < bandCount; ++j)
-            {
-                const double c = covariance(complete[i], complete[j]);
-                EXPECT_NEAR(cov[size_t(i * 3 + j)], c, 1e-10 * std::abs(c)) << i << "," << j;
-            }
-        const QString report = readText(dir.path() + "/int-StatisticalText.txt");
-        for (int b = 0; b < bandCount; ++b)
+        // The whole cube, then a rectangle that starts and ends inside tiles (columns 5..290, rows 3..17).
+        struct Region
         {
-            const std::vector<double> row = reportRow(report, b + 1);
-            ASSERT_EQ(row.size(), 4u) << b;
-            EXPECT_EQ(row[0], *std::min_element(own[b].begin(), own[b].end())) << b;
-            EXPECT_EQ(row[1], *std::max_element(own[b].begin(), own[b].end())) << b;
-            EXPECT_NEAR(row[2], mean(own[b]), 1e-9 * (1 + std::abs(row[2]))) << b;
-            EXPECT_NEAR(row[3], std::sqrt(covariance(own[b], own[b])), 1e-9 * row[3]) << b;
+            const char* rect;
+            int x0, x1, y0, y1;
+        };
+        for (const Region& region : {Region{"", 0, width - 1, 0, height - 1}, Region{"5|290|3|17", 5, 290, 3, 17}})
+        {
+            SCOPED_TRACE(region.rect);
+            StdoutCapture capture;
+            ASSERT_TRUE(ExcuteAlgo_StatisticalAnalysis(input.toLocal8Bit(), region.rect, "", nullptr));
+            capture.text();
+
+            std::vector<std::vector<double>> own(bandCount), complete(bandCount);
+            for (int y = region.y0; y <= region.y1; ++y)
+                for (int x = region.x0; x <= region.x1; ++x)
+                {
+                    const bool gap = type == GDT_Int16 && f(type, 0, x, y) == noData;
+                    for (int b = 0; b < bandCount; ++b)
+                    {
+                        if (!(gap && b == 0))
+                            own[b].push_back(f(type, b, x, y));
+                        if (!gap)
+                            complete[b].push_back(f(type, b, x, y));
+                    }
+                }
+            const std::vector<double> cov = readBand(dir.path() + "/int-CovImageFile.tif", 1);
+            ASSERT_EQ(cov.size(), 9u);
+            for (int i = 0; i < bandCount; ++i)
+                for (int j = 0; j < bandCount; ++j)
+                {
+                    const double c = covariance(complete[i], complete[j]);
+                    EXPECT_NEAR(cov[size_t(i * 3 + j)], c, 1e-10 * std::abs(c)) << i << "," << j;
+                }
+            const QString report = readText(dir.path() + "/int-StatisticalText.txt");
+            for (int b = 0; b < bandCount; ++b)
+            {
+                const std::vector<double> row = reportRow(report, b + 1);
+                ASSERT_EQ(row.size(), 4u) << b;
+                EXPECT_EQ(row[0], *std::min_element(own[b].begin(), own[b].end())) << b;
+                EXPECT_EQ(row[1], *std::max_element(own[b].begin(), own[b].end())) << b;
+                EXPECT_NEAR(row[2], mean(own[b]), 1e-9 * (1 + std::abs(row[2]))) << b;
+                EXPECT_NEAR(row[3], std::sqrt(covariance(own[b], own[b])), 1e-9 * row[3]) << b;
+            }
         }
     }
 }
