@@ -60,6 +60,41 @@ private:
     bool m_hadPrevious;
 };
 
+// The blocks of rows [row0, row0 + rows) of a band (row0 a multiple of the block height) in tile order:
+// tile (tx, ty) of the row block holds pixels [(ty * columns + tx) * tilePixels, ...), edges padded.
+struct TileGrid
+{
+    int blockX = 1, blockY = 1;
+    int columns = 0, rows = 0;
+    size_t tilePixels() const { return size_t(blockX) * size_t(blockY); }
+    size_t valueCount() const { return size_t(columns) * size_t(rows) * tilePixels(); }
+};
+
+TileGrid tileGrid(int blockX, int blockY, int width, int rows)
+{
+    return TileGrid{blockX, blockY, (width + blockX - 1) / blockX, (rows + blockY - 1) / blockY};
+}
+
+CPLErr readTiles(GDALRasterBand* band, int row0, const TileGrid& grid, size_t typeSize, unsigned char* buffer)
+{
+    for (int ty = 0; ty < grid.rows; ++ty)
+        for (int tx = 0; tx < grid.columns; ++tx)
+            if (band->ReadBlock(tx, row0 / grid.blockY + ty,
+                                buffer + (size_t(ty) * grid.columns + tx) * grid.tilePixels() * typeSize) != CE_None)
+                return CE_Failure;
+    return CE_None;
+}
+
+CPLErr writeTiles(GDALRasterBand* band, int row0, const TileGrid& grid, size_t typeSize, unsigned char* buffer)
+{
+    for (int ty = 0; ty < grid.rows; ++ty)
+        for (int tx = 0; tx < grid.columns; ++tx)
+            if (band->WriteBlock(tx, row0 / grid.blockY + ty,
+                                 buffer + (size_t(ty) * grid.columns + tx) * grid.tilePixels() * typeSize) != CE_None)
+                return CE_Failure;
+    return CE_None;
+}
+
 // Writes rows [row0, row0 + rows) of a band, given row-major in `pixels`, block by block with WriteBlock;
 // row0 is a multiple of the block height. Blocks reaching past the raster are padded with zeros.
 CPLErr writeBlocks(GDALRasterBand* band, int row0, int rows, int width, int pixelSize,
@@ -171,6 +206,19 @@ protected:
         int outBlockX = 0, outBlockY = 1, inBlockX = 0, inBlockY = 1;
         outBand->GetBlockSize(&outBlockX, &outBlockY);
         inputs[size_t(sources[0].input)]->GetRasterBand(sources[0].band)->GetBlockSize(&inBlockX, &inBlockY);
+        // GeoTIFF blocks are written straight to the file, not through GDAL's block cache: no block is
+        // allocated and copied per write. When every operand is tiled like the output and read in its own
+        // type, whole tiles move between the files and the buffers with no copy at all (tile order).
+        const bool writeWholeBlocks = driver == QLatin1String("GTiff");
+        bool wholeTiles = writeWholeBlocks;
+        for (const OperandSource& source : sources)
+        {
+            GDALRasterBand* band = inputs[size_t(source.input)]->GetRasterBand(source.band);
+            int blockX = 0, blockY = 0;
+            band->GetBlockSize(&blockX, &blockY);
+            wholeTiles = wholeTiles && blockX == outBlockX && blockY == outBlockY &&
+                         source.readType == band->GetRasterDataType();
+        }
         inputs.clear(); // the workers open their own handles
         // About two million pixels per row block, whole output blocks so that no block is written twice.
         const int unit = std::max(1, outBlockY);
@@ -180,9 +228,6 @@ protected:
         std::mutex writeLock, progressLock;
         std::atomic<bool> stop(false);
         long long rowsDone = 0;
-        // GeoTIFF blocks are written straight to the file, not through GDAL's block cache: no block is
-        // allocated and copied per write.
-        const bool writeWholeBlocks = driver == QLatin1String("GTiff");
         auto work = [&](int begin, int end) {
             // Uncompressed GeoTIFF inputs are read straight from the file as well, in this worker only.
             const ThreadConfigOption directRead("GTIFF_DIRECT_IO", "YES");
@@ -199,14 +244,19 @@ protected:
                 if (stop)
                     return;
                 const int rows = std::min(step, height - row0);
-                const size_t pixels = size_t(width) * size_t(rows);
+                const TileGrid grid = tileGrid(outBlockX, outBlockY, width, rows);
+                // Values per operand buffer: the row block's pixels, or its whole tiles.
+                const size_t pixels = wholeTiles ? grid.valueCount() : size_t(width) * size_t(rows);
                 for (size_t k = 0; k < operandCount; ++k)
                 {
                     const OperandSource& source = sources[k];
-                    worker.raw[k].resize(pixels * size_t(GDALGetDataTypeSizeBytes(source.readType)));
+                    const size_t typeSize = size_t(GDALGetDataTypeSizeBytes(source.readType));
+                    worker.raw[k].resize(pixels * typeSize);
                     GDALRasterBand* band = worker.inputs[size_t(source.input)]->GetRasterBand(source.band);
-                    if (band->RasterIO(GF_Read, 0, row0, width, rows, worker.raw[k].data(), width, rows,
-                                       source.readType, 0, 0) != CE_None)
+                    const CPLErr read = wholeTiles ? readTiles(band, row0, grid, typeSize, worker.raw[k].data())
+                                                   : band->RasterIO(GF_Read, 0, row0, width, rows, worker.raw[k].data(),
+                                                                    width, rows, source.readType, 0, 0);
+                    if (read != CE_None)
                         throw algokit::AlgoError(QStringLiteral("Cannot read \"%1\" at row %2: %3")
                                                      .arg(paths[source.input]).arg(row0)
                                                      .arg(QString::fromUtf8(CPLGetLastErrorMsg())));
@@ -239,7 +289,9 @@ protected:
                     std::lock_guard<std::mutex> guard(writeLock);
                     CPLErrorReset();
                     CPLErr written = CE_None;
-                    if (writeWholeBlocks)
+                    if (wholeTiles)
+                        written = writeTiles(outBand, row0, grid, size_t(outSize), worker.output.data());
+                    else if (writeWholeBlocks)
                         written = writeBlocks(outBand, row0, rows, width, outSize, worker.output, worker.block);
                     else
                     {
