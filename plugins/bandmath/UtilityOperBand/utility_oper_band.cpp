@@ -5,6 +5,7 @@
 #include "pixel_convert.h"
 #include "plugin_base.h"
 #include "raster_io.h"
+#include "thread_config_option.h"
 #include "records/bandmath_records.h"
 
 #include <QDir>
@@ -38,26 +39,6 @@ struct Worker
     std::vector<unsigned char> output;
     std::vector<std::uint8_t> invalid;
     std::vector<unsigned char> block;
-};
-
-// A GDAL configuration option set for the calling thread only, restored when the scope ends.
-class ThreadConfigOption
-{
-public:
-    ThreadConfigOption(const char* key, const char* value)
-        : m_key(key), m_previous(CPLGetThreadLocalConfigOption(key, nullptr) ? CPLGetThreadLocalConfigOption(key, "") : ""),
-          m_hadPrevious(CPLGetThreadLocalConfigOption(key, nullptr) != nullptr)
-    {
-        CPLSetThreadLocalConfigOption(key, value);
-    }
-    ~ThreadConfigOption() { CPLSetThreadLocalConfigOption(m_key, m_hadPrevious ? m_previous.c_str() : nullptr); }
-    ThreadConfigOption(const ThreadConfigOption&) = delete;
-    ThreadConfigOption& operator=(const ThreadConfigOption&) = delete;
-
-private:
-    const char* m_key;
-    std::string m_previous;
-    bool m_hadPrevious;
 };
 
 // The blocks of rows [row0, row0 + rows) of a band (row0 a multiple of the block height) in tile order:
@@ -230,7 +211,7 @@ protected:
         long long rowsDone = 0;
         auto work = [&](int begin, int end) {
             // Uncompressed GeoTIFF inputs are read straight from the file as well, in this worker only.
-            const ThreadConfigOption directRead("GTIFF_DIRECT_IO", "YES");
+            const algokit::ThreadConfigOption directRead("GTIFF_DIRECT_IO", "YES");
             Worker worker;
             for (const QString& path : paths)
                 worker.inputs.push_back(algokit::openRaster(path));
