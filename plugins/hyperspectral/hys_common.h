@@ -82,32 +82,7 @@ public:
     void read(int row0, int rows, std::vector<double>& buffer, size_t& stride) const
     {
         stride = size_t(m_rect.width) * size_t(rows);
-        // The width comes from the file's header: a block that would not fit in memory is refused, not allocated.
-        if (stride * m_bands.size() > kMaxBlockValues)
-            throw algokit::AlgoError(QStringLiteral("The image is too large to read: %1 x %2 pixels in %3 bands.")
-                                         .arg(m_rect.width)
-                                         .arg(m_rect.height)
-                                         .arg(m_bands.size()));
-        buffer.resize(stride * m_bands.size());
-        const CPLErr error = m_dataset->RasterIO(
-            GF_Read, m_rect.x, m_rect.y + row0, m_rect.width, rows, buffer.data(), m_rect.width, rows, GDT_Float64,
-            int(m_bands.size()), const_cast<int*>(m_bands.data()), sizeof(double),
-            GSpacing(sizeof(double)) * m_rect.width, GSpacing(sizeof(double) * stride), nullptr);
-        if (error != CE_None)
-            throw algokit::AlgoError(QStringLiteral("Reading rows %1..%2 failed: %3")
-                                         .arg(m_rect.y + row0)
-                                         .arg(m_rect.y + row0 + rows - 1)
-                                         .arg(QString::fromUtf8(CPLGetLastErrorMsg())));
-        for (size_t k = 0; k < m_bands.size(); ++k)
-        {
-            const double noData = m_noData[k];
-            if (std::isnan(noData))
-                continue;
-            double* values = buffer.data() + k * stride;
-            for (size_t i = 0; i < stride; ++i)
-                if (values[i] == noData)
-                    values[i] = std::nan("");
-        }
+        readWindow(HysPixelRect{m_rect.x, m_rect.y + row0, m_rect.width, rows}, buffer);
     }
 
     // Reads a window (in image pixels) of the selected bands: buffer[k * n + row * width + x], n the
@@ -115,6 +90,12 @@ public:
     template <typename T> void readWindow(const HysPixelRect& window, std::vector<T>& buffer) const
     {
         const size_t n = size_t(window.width) * size_t(window.height);
+        // The width comes from the file's header: a block that would not fit in memory is refused, not allocated.
+        if (n * m_bands.size() > kMaxBlockValues)
+            throw algokit::AlgoError(QStringLiteral("The image is too large to read: %1 x %2 pixels in %3 bands.")
+                                         .arg(m_rect.width)
+                                         .arg(m_rect.height)
+                                         .arg(m_bands.size()));
         buffer.resize(n * m_bands.size());
         const CPLErr error = m_dataset->RasterIO(GF_Read, window.x, window.y, window.width, window.height,
                                                  buffer.data(), window.width, window.height,
