@@ -74,7 +74,7 @@ protected:
     // asks to stop; Execute() turns that into kCancelledCode.
     void progress(double percent, const QString& message = QString());
 
-    // Registers a raster file this run writes: it is deleted if the run fails or is stopped.
+    // Registers a file this run writes (raster or text): it is deleted if the run fails or is stopped.
     void claimOutput(const QString& path) { m_claimedOutputs << path; }
 
     // Called once after a failure or cancellation, after the claimed outputs are deleted: remove

@@ -70,13 +70,6 @@ protected:
         return true;
     }
 
-    void discardOutputs() override
-    {
-        if (!m_output.isEmpty())
-            QFile::remove(m_output);
-        m_output.clear();
-    }
-
 private:
     // Rows [first, last) of the rectangle are in `values`; measures are taken for rows [from, to).
     static void accumulate(const double* values, int width, int height, int first, int last, int from, int to,
@@ -138,7 +131,7 @@ private:
 
     void writeText(const HysSharpnessParam& record, const std::vector<int>& bands)
     {
-        m_output = record.textFile;
+        claimOutput(record.textFile);
         QFile file(record.textFile);
         if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Text))
             throw algokit::AlgoError(QStringLiteral("Cannot write %1").arg(record.textFile));
@@ -154,10 +147,7 @@ private:
         out.flush();
         if (out.status() != QTextStream::Ok)
             throw algokit::AlgoError(QStringLiteral("Cannot write %1").arg(record.textFile));
-        m_output.clear();
     }
-
-    QString m_output;
 };
 
 } // namespace

@@ -52,7 +52,7 @@ protected:
         }
         dataset.reset();
 
-        m_output = record.textFile;
+        claimOutput(record.textFile);
         QFile file(record.textFile);
         if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Text))
             return fail(QStringLiteral("Cannot write %1").arg(record.textFile));
@@ -62,16 +62,8 @@ protected:
         out.flush();
         if (out.status() != QTextStream::Ok)
             return fail(QStringLiteral("Cannot write %1").arg(record.textFile));
-        m_output.clear();
         setResult(record);
         return true;
-    }
-
-    void discardOutputs() override
-    {
-        if (!m_output.isEmpty())
-            QFile::remove(m_output);
-        m_output.clear();
     }
 
 private:
@@ -116,7 +108,6 @@ private:
         return sum / double(used);
     }
 
-    QString m_output;
 };
 
 } // namespace

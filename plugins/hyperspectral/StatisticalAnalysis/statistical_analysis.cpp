@@ -81,24 +81,13 @@ protected:
         const qint64 completePixels = moments.completePixels();
         algokit::OutputRaster covImage = writeMatrix(record.covImageFile, record.covFormat, covariance, bandCount);
         algokit::OutputRaster corImage = writeMatrix(record.corCoeFile, record.corFormat, correlation, bandCount);
-        m_outputs = QStringList{record.covImageFile, record.corCoeFile, record.textFile};
+        claimOutput(record.textFile);
         writeReport(record, cube, completePixels, covariance, correlation, constantBands);
         covImage.commit();
         corImage.commit();
-        m_outputs.clear();
         progress(100.0);
         setResult(record);
         return true;
-    }
-
-    void discardOutputs() override
-    {
-        for (const QString& path : m_outputs)
-            if (path.endsWith(".txt"))
-                QFile::remove(path);
-            else
-                algokit::deleteRasterFiles(path);
-        m_outputs.clear();
     }
 
 private:
@@ -204,8 +193,6 @@ private:
             out << qSetFieldWidth(0) << "\n";
         }
     }
-
-    QStringList m_outputs;
 };
 
 } // namespace

@@ -1,6 +1,7 @@
 // Plug-in "ImageClipAlgo": cuts a raster to a pixel rectangle (GDALTranslate) or to the polygons of a region
 // file (GDALWarp with the region as cutline, on the input's own pixel grid), output format from the suffix.
 // Pixels whose centre lies outside the region become the no-data value (the input's, else 0).
+#include "gdal_apps.h"
 #include "plugin_base.h"
 #include "raster_io.h"
 #include "records/clip_mosaic_records.h"
@@ -93,12 +94,6 @@ protected:
             input = warped.get();
         }
         return translateTo(input, info.outputFile, translateArgs);
-    }
-
-    void discardOutputs() override
-    {
-        algokit::deleteRasterFiles(m_output);
-        m_output.clear();
     }
 
 private:
@@ -213,9 +208,7 @@ private:
         const bool toFile = format != QLatin1String("VRT");
         argv.AddString("-of");
         argv.AddString(format.toUtf8().constData());
-        if (format == QLatin1String("GTiff"))
-            for (const char* arg : {"-co", "TILED=YES", "-co", "BIGTIFF=IF_SAFER"})
-                argv.AddString(arg);
+        algokit::addGeoTiffOptions(format, &argv);
         for (const char* arg : {"-r", "near", "-cutline"})
             argv.AddString(arg);
         argv.AddString(info.regionFile.toUtf8().constData());
@@ -249,7 +242,7 @@ private:
         {
             GDALWarpAppOptionsSetProgress(options, reportProgress, &report);
             QDir().mkpath(QFileInfo(info.outputFile).absolutePath());
-            m_output = info.outputFile;
+            claimOutput(info.outputFile);
         }
         int usageError = 0;
         const QByteArray name = toFile ? info.outputFile.toUtf8() : QByteArray();
@@ -286,7 +279,6 @@ private:
 
     bool finish()
     {
-        m_output.clear();
         progress(100.0);
         return true;
     }
@@ -296,15 +288,13 @@ private:
         const QString driver = algokit::driverForPath(outputFile);
         argv.AddString("-of");
         argv.AddString(driver.toUtf8().constData());
-        if (driver == QLatin1String("GTiff"))
-            for (const char* arg : {"-co", "TILED=YES", "-co", "BIGTIFF=IF_SAFER"})
-                argv.AddString(arg);
+        algokit::addGeoTiffOptions(driver, &argv);
         QDir().mkpath(QFileInfo(outputFile).absolutePath());
         GDALTranslateOptions* options = GDALTranslateOptionsNew(argv.List(), nullptr);
         bool cancelled = false;
         std::function<bool(double)> report = [&](double percent) { return keepGoing(percent, &cancelled); };
         GDALTranslateOptionsSetProgress(options, reportProgress, &report);
-        m_output = outputFile;
+        claimOutput(outputFile);
         int usageError = 0;
         GDALDatasetH written = GDALTranslate(outputFile.toUtf8().constData(), input, options, &usageError);
         GDALTranslateOptionsFree(options);
@@ -318,8 +308,6 @@ private:
             return fail(QStringLiteral("Writing the clipped image failed: %1").arg(CPLGetLastErrorMsg()));
         return finish();
     }
-
-    QString m_output;
 };
 
 } // namespace

@@ -53,12 +53,6 @@ protected:
         return transform(params<stProjectTransInfo>());
     }
 
-    void discardOutputs() override
-    {
-        algokit::deleteRasterFiles(m_output);
-        m_output.clear();
-    }
-
 private:
     bool define(const stProjectDefInfo& info)
     {
@@ -127,7 +121,7 @@ private:
         algokit::addGeoTiffOptions(info.format, &argv);
 
         QDir().mkpath(QFileInfo(info.outputFile).absolutePath());
-        m_output = info.outputFile;
+        claimOutput(info.outputFile);
         algokit::GdalProgress bridge([this](double percent) { progress(percent); });
         GDALDatasetH out = algokit::warpRaster(source.get(), info.outputFile, argv, &bridge);
         CPLErrorReset();
@@ -135,12 +129,9 @@ private:
         if (CPLGetLastErrorType() >= CE_Failure)
             return fail(QStringLiteral("Writing %1 failed: %2")
                             .arg(info.outputFile, QString::fromUtf8(CPLGetLastErrorMsg())));
-        m_output.clear();
         progress(100.0);
         return true;
     }
-
-    QString m_output;
 };
 
 } // namespace
