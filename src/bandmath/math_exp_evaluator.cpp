@@ -50,7 +50,7 @@ template <double (*F)(double)> BANDMATH_KERNEL void unary(double* out, const dou
 
 // Internal linkage keeps the clones and their resolver inside each module that compiles this file. Also built
 // for AVX2 and chosen at load time: four lanes per loop and a vector trunc for round().
-__attribute__((target_clones("avx512f", "avx2", "default"))) void runSteps(const std::vector<Step>& steps, int n)
+__attribute__((target_clones("avx2", "default"))) void runSteps(const std::vector<Step>& steps, int n)
 {
     for (const Step& step : steps)
     {

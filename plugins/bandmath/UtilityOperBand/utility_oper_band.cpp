@@ -13,7 +13,6 @@
 
 #include <atomic>
 #include <cstring>
-#include <string>
 #include <map>
 #include <mutex>
 
