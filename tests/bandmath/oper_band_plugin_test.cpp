@@ -171,77 +171,56 @@ TEST(UtilityOperBand, NoDataOfAnyOperandGivesTheOutputsNoData)
         }
 }
 
+// An NDVI over more than one row block of about two million pixels (two workers), with partial blocks at the
+// right and bottom edges and a no-data operand, from striped inputs (read by rows) and from inputs tiled like
+// the output (moved as whole tiles): the same pixels as a computation in the test, progress rising to 100.
 TEST(UtilityOperBand, LargeRasterInSeveralBlocksOnTwoWorkers)
 {
-    QTemporaryDir dir;
-    const QString a = dir.path() + "/a.tif", b = dir.path() + "/b.tif", output = dir.path() + "/ndvi.tif";
-    // More than one row block of about two million pixels; partial blocks at the right and bottom edges.
     const int width = 2050, height = 1100;
-    auto red = [](int, int x, int y) { return double((x * 7 + y * 13) % 4000); };
-    auto nir = [](int, int x, int y) { return double((x * 11 + y * 3) % 5000); };
-    ASSERT_TRUE(makeRaster(a, width, height, 1, GDT_UInt16, red));
-    ASSERT_TRUE(makeRaster(b, width, height, 1, GDT_UInt16, nir));
-    auto run = bandCompute("(b2 - b1) / (b2 + b1)", a + "|" + b, "1|1", output, 6);
-    ASSERT_TRUE(run->ok) << run->result.record.message;
-    const std::vector<double> values = readBand(output, 1);
-    ASSERT_EQ(values.size(), size_t(width) * height);
-    size_t wrong = 0;
-    for (int y = 0; y < height; ++y)
-        for (int x = 0; x < width; ++x)
-        {
-            const double r = red(0, x, y), n = nir(0, x, y);
-            const double expected = double(float((n - r) / (n + r)));
-            const double got = values[size_t(y) * width + x];
-            wrong += !(got == expected || (std::isnan(got) && std::isnan(expected)));
-        }
-    EXPECT_EQ(wrong, 0u);
-    const std::vector<double>& progress = run->result.progress;
-    ASSERT_GE(progress.size(), 2u);
-    EXPECT_TRUE(std::is_sorted(progress.begin(), progress.end()));
-    EXPECT_EQ(progress.back(), 100.0);
-}
-
-// Inputs tiled like the GeoTIFF output move as whole tiles: edge tiles on both sides, a no-data operand,
-// and the same pixels as a computation in the test.
-TEST(UtilityOperBand, TiledInputsGiveTheSamePixelsAsRows)
-{
-    QTemporaryDir dir;
-    const QString a = dir.path() + "/a.tif", b = dir.path() + "/b.tif", output = dir.path() + "/ndvi.tif";
-    const int width = 600, height = 300;
     auto red = [](int x, int y) { return double((x * 7 + y * 13) % 4000); };
     auto nir = [](int x, int y) { return double((x * 11 + y * 3) % 5000); };
     GDALAllRegister();
-    for (const QString& path : {a, b})
+    for (const bool tiled : {false, true})
     {
-        const char* options[] = {"TILED=YES", "BLOCKXSIZE=256", "BLOCKYSIZE=256", nullptr};
-        GDALDataset* dataset = GetGDALDriverManager()->GetDriverByName("GTiff")->Create(
-            path.toUtf8().constData(), width, height, 1, GDT_UInt16, const_cast<char**>(options));
-        ASSERT_NE(dataset, nullptr);
-        std::vector<double> values;
+        SCOPED_TRACE(tiled ? "tiled inputs" : "striped inputs");
+        QTemporaryDir dir;
+        const QString a = dir.path() + "/a.tif", b = dir.path() + "/b.tif", output = dir.path() + "/ndvi.tif";
+        for (const QString& path : {a, b})
+        {
+            const char* tiles[] = {"TILED=YES", "BLOCKXSIZE=256", "BLOCKYSIZE=256", nullptr};
+            GDALDataset* dataset = GetGDALDriverManager()->GetDriverByName("GTiff")->Create(
+                path.toUtf8().constData(), width, height, 1, GDT_UInt16, tiled ? const_cast<char**>(tiles) : nullptr);
+            ASSERT_NE(dataset, nullptr);
+            std::vector<double> values;
+            for (int y = 0; y < height; ++y)
+                for (int x = 0; x < width; ++x)
+                    values.push_back(path == a ? red(x, y) : nir(x, y));
+            ASSERT_EQ(dataset->GetRasterBand(1)->RasterIO(GF_Write, 0, 0, width, height, values.data(), width,
+                                                          height, GDT_Float64, 0, 0),
+                      CE_None);
+            if (path == a)
+                dataset->GetRasterBand(1)->SetNoDataValue(0);
+            GDALClose(dataset);
+        }
+        auto run = bandCompute("(b2 - b1) / (b2 + b1)", a + "|" + b, "1|1", output, 6);
+        ASSERT_TRUE(run->ok) << run->result.record.message;
+        const std::vector<double> values = readBand(output, 1);
+        ASSERT_EQ(values.size(), size_t(width) * height);
+        size_t wrong = 0;
         for (int y = 0; y < height; ++y)
             for (int x = 0; x < width; ++x)
-                values.push_back(path == a ? red(x, y) : nir(x, y));
-        ASSERT_EQ(dataset->GetRasterBand(1)->RasterIO(GF_Write, 0, 0, width, height, values.data(), width, height,
-                                                      GDT_Float64, 0, 0),
-                  CE_None);
-        if (path == a)
-            dataset->GetRasterBand(1)->SetNoDataValue(0);
-        GDALClose(dataset);
+            {
+                const double r = red(x, y), n = nir(x, y);
+                const double expected = r == 0 ? std::nan("") : double(float((n - r) / (n + r)));
+                const double got = values[size_t(y) * width + x];
+                wrong += !(got == expected || (std::isnan(got) && std::isnan(expected)));
+            }
+        EXPECT_EQ(wrong, 0u);
+        const std::vector<double>& progress = run->result.progress;
+        ASSERT_GE(progress.size(), 2u);
+        EXPECT_TRUE(std::is_sorted(progress.begin(), progress.end()));
+        EXPECT_EQ(progress.back(), 100.0);
     }
-    auto run = bandCompute("(b2 - b1) / (b2 + b1)", a + "|" + b, "1|1", output, 6);
-    ASSERT_TRUE(run->ok) << run->result.record.message;
-    const std::vector<double> values = readBand(output, 1);
-    ASSERT_EQ(values.size(), size_t(width) * height);
-    size_t wrong = 0;
-    for (int y = 0; y < height; ++y)
-        for (int x = 0; x < width; ++x)
-        {
-            const double r = red(x, y), n = nir(x, y);
-            const double expected = r == 0 ? std::nan("") : double(float((n - r) / (n + r)));
-            const double got = values[size_t(y) * width + x];
-            wrong += !(got == expected || (std::isnan(got) && std::isnan(expected)));
-        }
-    EXPECT_EQ(wrong, 0u);
 }
 
 TEST(UtilityOperBand, FormatsAndGeoreferencingFollowTheFirstInput)
