@@ -179,29 +179,14 @@ TEST(UtilityOperBand, LargeRasterInSeveralBlocksOnTwoWorkers)
     const int width = 2050, height = 1100;
     auto red = [](int x, int y) { return double((x * 7 + y * 13) % 4000); };
     auto nir = [](int x, int y) { return double((x * 11 + y * 3) % 5000); };
-    GDALAllRegister();
     for (const bool tiled : {false, true})
     {
         SCOPED_TRACE(tiled ? "tiled inputs" : "striped inputs");
         QTemporaryDir dir;
         const QString a = dir.path() + "/a.tif", b = dir.path() + "/b.tif", output = dir.path() + "/ndvi.tif";
-        for (const QString& path : {a, b})
-        {
-            const char* tiles[] = {"TILED=YES", "BLOCKXSIZE=256", "BLOCKYSIZE=256", nullptr};
-            GDALDataset* dataset = GetGDALDriverManager()->GetDriverByName("GTiff")->Create(
-                path.toUtf8().constData(), width, height, 1, GDT_UInt16, tiled ? const_cast<char**>(tiles) : nullptr);
-            ASSERT_NE(dataset, nullptr);
-            std::vector<double> values;
-            for (int y = 0; y < height; ++y)
-                for (int x = 0; x < width; ++x)
-                    values.push_back(path == a ? red(x, y) : nir(x, y));
-            ASSERT_EQ(dataset->GetRasterBand(1)->RasterIO(GF_Write, 0, 0, width, height, values.data(), width,
-                                                          height, GDT_Float64, 0, 0),
-                      CE_None);
-            if (path == a)
-                dataset->GetRasterBand(1)->SetNoDataValue(0);
-            GDALClose(dataset);
-        }
+        const QStringList layout = tiled ? QStringList{"TILED=YES", "BLOCKXSIZE=256", "BLOCKYSIZE=256"} : QStringList();
+        ASSERT_TRUE(makeGeoTiff(a, width, height, 1, GDT_UInt16, [&](int, int x, int y) { return red(x, y); }, layout, 0));
+        ASSERT_TRUE(makeGeoTiff(b, width, height, 1, GDT_UInt16, [&](int, int x, int y) { return nir(x, y); }, layout));
         auto run = bandCompute("(b2 - b1) / (b2 + b1)", a + "|" + b, "1|1", output, 6);
         ASSERT_TRUE(run->ok) << run->result.record.message;
         const std::vector<double> values = readBand(output, 1);

@@ -135,7 +135,7 @@ TEST(HyperspectralPlugins, StatisticsSkipMissingPixels)
 }
 
 // Integer cubes: a tiled Int16 cube read in two windows, one whose shifted values fit 16 bits (summed as
-// integers) and one with the type's extremes (summed in doubles), a no-data value in band 1, and UInt16
+// integers) and one with the type's extremes (summed in doubles), a no-data value met in band 1, and UInt16
 // and Byte cubes, whole and over a rectangle cutting through tiles; every number against a two-pass
 // computation in doubles.
 TEST(HyperspectralPlugins, StatisticsOfIntegerCubes)
@@ -158,26 +158,10 @@ TEST(HyperspectralPlugins, StatisticsOfIntegerCubes)
         SCOPED_TRACE(GDALGetDataTypeName(type));
         QTemporaryDir dir;
         const QString input = dir.path() + "/int.tif";
-        GDALAllRegister();
-        {
-            const char* options[] = {"TILED=YES", "BLOCKXSIZE=16", "BLOCKYSIZE=16", nullptr};
-            GDALDataset* cube = GetGDALDriverManager()->GetDriverByName("GTiff")->Create(
-                input.toUtf8().constData(), width, height, bandCount, type, const_cast<char**>(options));
-            ASSERT_NE(cube, nullptr);
-            for (int b = 0; b < bandCount; ++b)
-            {
-                std::vector<double> values;
-                for (int y = 0; y < height; ++y)
-                    for (int x = 0; x < width; ++x)
-                        values.push_back(f(type, b, x, y));
-                ASSERT_EQ(cube->GetRasterBand(b + 1)->RasterIO(GF_Write, 0, 0, width, height, values.data(), width,
-                                                               height, GDT_Float64, 0, 0, nullptr),
-                          CE_None);
-            }
-            if (type == GDT_Int16)
-                cube->GetRasterBand(1)->SetNoDataValue(noData);
-            GDALClose(cube);
-        }
+        ASSERT_TRUE(makeGeoTiff(input, width, height, bandCount, type,
+                                [&](int b, int x, int y) { return f(type, b, x, y); },
+                                {"TILED=YES", "BLOCKXSIZE=16", "BLOCKYSIZE=16"},
+                                type == GDT_Int16 ? noData : std::nan("")));
         // The whole cube, then a rectangle that starts and ends inside tiles (columns 5..290, rows 3..17).
         struct Region
         {

@@ -3,6 +3,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -78,14 +79,21 @@ std::string StdoutCapture::text()
     return m_text;
 }
 
-bool makeRaster(const QString& path, int width, int height, int bands, GDALDataType type,
-                const std::function<double(int, int, int)>& value, const QString& driver, bool georeferenced)
+namespace
+{
+
+bool createRaster(const QString& path, int width, int height, int bands, GDALDataType type,
+                  const std::function<double(int, int, int)>& value, const QString& driver, bool georeferenced,
+                  const QStringList& creationOptions, double noData)
 {
     GDALAllRegister();
     GDALDriver* gdalDriver = GetGDALDriverManager()->GetDriverByName(driver.toUtf8().constData());
     if (!gdalDriver)
         return false;
-    GDALDataset* dataset = gdalDriver->Create(path.toUtf8().constData(), width, height, bands, type, nullptr);
+    CPLStringList options;
+    for (const QString& option : creationOptions)
+        options.AddString(option.toUtf8().constData());
+    GDALDataset* dataset = gdalDriver->Create(path.toUtf8().constData(), width, height, bands, type, options.List());
     if (!dataset)
         return false;
     if (georeferenced)
@@ -99,6 +107,9 @@ bool makeRaster(const QString& path, int width, int height, int bands, GDALDataT
     std::vector<double> row(size_t(width) * (GDALDataTypeIsComplex(type) ? 2 : 1));
     bool ok = true;
     for (int b = 0; b < bands && ok; ++b)
+    {
+        if (!std::isnan(noData))
+            dataset->GetRasterBand(b + 1)->SetNoDataValue(noData);
         for (int y = 0; y < height && ok; ++y)
         {
             for (int x = 0; x < width; ++x)
@@ -107,8 +118,25 @@ bool makeRaster(const QString& path, int width, int height, int bands, GDALDataT
                                                          GDALDataTypeIsComplex(type) ? GDT_CFloat64 : GDT_Float64, 0,
                                                          0) == CE_None;
         }
+    }
     GDALClose(GDALDataset::ToHandle(dataset));
     return ok;
+}
+
+} // namespace
+
+bool makeRaster(const QString& path, int width, int height, int bands, GDALDataType type,
+                const std::function<double(int, int, int)>& value, const QString& driver, bool georeferenced)
+{
+    return createRaster(path, width, height, bands, type, value, driver, georeferenced, QStringList(),
+                        std::numeric_limits<double>::quiet_NaN());
+}
+
+bool makeGeoTiff(const QString& path, int width, int height, int bands, GDALDataType type,
+                 const std::function<double(int, int, int)>& value, const QStringList& creationOptions, double noData)
+{
+    return createRaster(path, width, height, bands, type, value, QStringLiteral("GTiff"), true, creationOptions,
+                        noData);
 }
 
 std::vector<double> readBand(const QString& path, int band1)

@@ -7,8 +7,10 @@
 #include <gtest/gtest.h>
 
 #include <QString>
+#include <QStringList>
 #include <QTemporaryDir>
 #include <functional>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -50,6 +52,12 @@ private:
 bool makeRaster(const QString& path, int width, int height, int bands, GDALDataType type,
                 const std::function<double(int band, int x, int y)>& value, const QString& driver = "GTiff",
                 bool georeferenced = true);
+
+// A GeoTIFF made like makeRaster with creation options (e.g. "TILED=YES") and, unless noData is NaN, that
+// no-data value on every band.
+bool makeGeoTiff(const QString& path, int width, int height, int bands, GDALDataType type,
+                 const std::function<double(int band, int x, int y)>& value, const QStringList& creationOptions,
+                 double noData = std::numeric_limits<double>::quiet_NaN());
 
 // Reads a whole band as doubles (test rasters are small).
 std::vector<double> readBand(const QString& path, int band1);
