@@ -18,7 +18,10 @@ export QT_QPA_PLATFORM=offscreen
 
 targets=("$@")
 if [ ${#targets[@]} -eq 0 ]; then
-    targets=(fuzz_math_exp fuzz_excute_algo_json fuzz_sar_parameter_file fuzz_gf3_meta_xml fuzz_roi_file fuzz_noise_text)
+    # Every seed corpus names its target.
+    for corpus in "$root"/fuzz/corpus/*/; do
+        targets+=("fuzz_$(basename "$corpus")")
+    done
 fi
 
 CC=clang CXX=clang++ cmake -S . -B "$build_dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo \

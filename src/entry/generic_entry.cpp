@@ -7,6 +7,7 @@
 #include "run_algo_plugin.h"
 
 #include <QJsonDocument>
+#include <iostream>
 #include <QJsonObject>
 
 namespace algofactory
@@ -45,7 +46,16 @@ GenericArg number(const char* key, long value) { return {key, qlonglong(value), 
 GenericArg number(const char* key, float value) { return {key, value, GenericArg::Role::Plain}; }
 GenericArg number(const char* key, double value) { return {key, value, GenericArg::Role::Plain}; }
 
-bool runGenericEntry(const char* algoName, std::initializer_list<GenericArg> args, AlgoResult* result)
+namespace
+{
+
+enum class EntryForm
+{
+    Generic,
+    Radar
+};
+
+bool runEntry(const char* algoName, std::initializer_list<GenericArg> args, AlgoResult* result, EntryForm form)
 {
     return guardEntry(algoName, [&] {
         GenericAlgoRecord record;
@@ -59,13 +69,27 @@ bool runGenericEntry(const char* algoName, std::initializer_list<GenericArg> arg
                 printError(QStringLiteral("%1: the parameter %2 is empty!").arg(record.algoName, key));
                 return false;
             }
-            if (arg.role == GenericArg::Role::OutputPath)
+            if (arg.role == GenericArg::Role::OutputPath && form == EntryForm::Generic)
                 outputKeys << key;
             record.keys << key;
             record.args.insert(key, arg.value);
         }
+        if (form == EntryForm::Radar)
+            std::cout << "Judge the rationality of input paramenters sucessfully" << std::endl;
         return runRecord(record, outputKeys, result);
     });
+}
+
+} // namespace
+
+bool runGenericEntry(const char* algoName, std::initializer_list<GenericArg> args, AlgoResult* result)
+{
+    return runEntry(algoName, args, result, EntryForm::Generic);
+}
+
+bool runRadarGenericEntry(const char* algoName, std::initializer_list<GenericArg> args, AlgoResult* result)
+{
+    return runEntry(algoName, args, result, EntryForm::Radar);
 }
 
 bool runGenericJsonEntry(const char* algoName, const char* jsonText, const QStringList& requiredKeys,

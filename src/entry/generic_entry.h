@@ -36,6 +36,12 @@ GenericArg number(const char* key, double value);
 // and returns false when a required text is empty.
 bool runGenericEntry(const char* algoName, std::initializer_list<GenericArg> args, AlgoResult* result);
 
+// The radar form (the pattern of the polarimetric entries): an empty required text gives one "[ERROR] " line
+// and false; once the checks pass, "Judge the rationality of input paramenters sucessfully"; after a
+// successful run only the [OUTPUT] lines the plug-in hands back (by convention one `<Name>_images` line
+// listing what it wrote, "|"-separated), not the output paths of the arguments.
+bool runRadarGenericEntry(const char* algoName, std::initializer_list<GenericArg> args, AlgoResult* result);
+
 // The same for entries that take the JSON object text itself: every member becomes an argument.
 bool runGenericJsonEntry(const char* algoName, const char* jsonText, const QStringList& requiredKeys,
                          const QStringList& outputKeys);
