@@ -55,7 +55,9 @@ bool parseBandList(const QString& bands, int bandCount, int addend, HysBandList&
         return false;
     for (const QString& part : parts)
         list.bands.push_back(part.toInt() + addend);
-    list.base = 1;
+    // Statistics add one and hand over band numbers; the quality measures store the zero-based list as given,
+    // like their default list.
+    list.base = addend > 0 ? 1 : 0;
     return true;
 }
 

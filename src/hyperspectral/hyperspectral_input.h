@@ -27,7 +27,7 @@ Wavelengths readWavelengths(GDALDataset* dataset);
 QString wavelengthUnit(double firstWavelength);
 
 // The band list of a "|"-separated text: empty gives 0..bandCount-1 (zero-based); otherwise each part's
-// integer value plus `addend`, stored as a one-based list. Returns false when the split yields nothing.
+// integer value plus `addend`, one-based when `addend` is 1 and zero-based (as given) when it is 0. Returns false when the split yields nothing.
 bool parseBandList(const QString& bands, int bandCount, int addend, HysBandList& list);
 
 // x0|x1|y0|y1 (inclusive) gives that rectangle; anything else the whole image.

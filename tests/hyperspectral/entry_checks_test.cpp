@@ -134,8 +134,9 @@ TEST(HyperspectralEntries, WavelengthUnitThresholdsInEntropyText)
     }
 }
 
-// Statistics: an explicit list is zero-based (0|2 means bands 1 and 3); entropy and sharpness take the
-// numbers one-based; the default list is every band. Checked through the band numbers in the reports.
+// An explicit list is zero-based everywhere, like the default list: statistics add one to it, entropy and
+// sharpness store it as given. "0|2" means the first and third bands. Band b holds (b + 1) * (x + 2y), so
+// every measure of the third band is a known multiple of the first's.
 TEST(HyperspectralEntries, BandListConventions)
 {
     QTemporaryDir dir;
@@ -152,12 +153,32 @@ TEST(HyperspectralEntries, BandListConventions)
         EXPECT_FALSE(report.contains(QRegularExpression("\\n2 +0 ")));
     }
     {
+        // Sharpness rows carry the band number; Brenner gradient and variance grow with the square of the scale.
         StdoutCapture capture;
-        ASSERT_TRUE(ExcuteAlgo_HysSharpness(in, "", "2", out, 1, nullptr));
+        ASSERT_TRUE(ExcuteAlgo_HysSharpness(in, "", "0|2", out, 1, nullptr));
         capture.text();
-        const QStringList report = readText(dir.path() + "/c_HysSharpness.txt").split('\n');
-        ASSERT_GE(report.size(), 2);
-        EXPECT_TRUE(report[1].startsWith("2 ")) << report[1].toStdString();
+        const QStringList report = readText(dir.path() + "/c_HysSharpness.txt").split('\n', Qt::SkipEmptyParts);
+        ASSERT_EQ(report.size(), 3);
+        const QStringList first = report[1].split(' ', Qt::SkipEmptyParts);
+        const QStringList third = report[2].split(' ', Qt::SkipEmptyParts);
+        ASSERT_EQ(first.size(), 5);
+        ASSERT_EQ(third.size(), 5);
+        EXPECT_EQ(first[0], "1");
+        EXPECT_EQ(third[0], "3");
+        EXPECT_NEAR(third[1].toDouble(), 3 * first[1].toDouble(), 1e-6);  // average gradient
+        EXPECT_NEAR(third[2].toDouble(), 9 * first[2].toDouble(), 1e-6);  // Brenner gradient
+        EXPECT_NEAR(third[4].toDouble(), 9 * first[4].toDouble(), 1e-6);  // variance
+    }
+    {
+        // Entropy rows are counted from 1; both bands take the same 13 distinct values.
+        StdoutCapture capture;
+        ASSERT_TRUE(ExcuteAlgo_InformationEntropy(in, "", "0|2", out, nullptr));
+        capture.text();
+        const QStringList report = readText(dir.path() + "/c_inforentropy.txt").split('\n', Qt::SkipEmptyParts);
+        ASSERT_EQ(report.size(), 3);
+        EXPECT_TRUE(report[1].startsWith("1          "));
+        EXPECT_TRUE(report[2].startsWith("2          "));
+        EXPECT_EQ(report[1].mid(11), report[2].mid(11));
     }
     {
         StdoutCapture capture;
@@ -166,12 +187,12 @@ TEST(HyperspectralEntries, BandListConventions)
         EXPECT_EQ(readText(dir.path() + "/c_HysSharpness.txt").count('\n'), 4); // header + every band
     }
     {
-        // "0" read one-based names no band: the plug-in refuses, the entry prints nothing more.
+        // "3" names no band of three: the plug-in refuses, the entry prints nothing more.
         RecordingResult result;
         StdoutCapture capture;
-        EXPECT_FALSE(ExcuteAlgo_HysSharpness(in, "", "0", out, 1, &result.record));
+        EXPECT_FALSE(ExcuteAlgo_HysSharpness(in, "", "3", out, 1, &result.record));
         EXPECT_EQ(lines(capture.text()).size(), 2u); // the text line and the runner's start line
-        EXPECT_NE(std::string(result.record.message).find("Band 0 is outside"), std::string::npos);
+        EXPECT_NE(std::string(result.record.message).find("Band 4 is outside"), std::string::npos);
     }
 }
 

@@ -19,7 +19,8 @@ struct HysPixelRect
 };
 
 // Band list as the entries hand it over: `base` tells how to read the numbers. The default list
-// (every band) is 0..N-1 and zero-based; an explicit list is one-based.
+// (every band) is 0..N-1 and zero-based; an explicit list is one-based where the entry added one to it
+// (statistics) and zero-based where it is stored as given (the quality measures).
 struct HysBandList
 {
     std::vector<int> bands;
