@@ -152,6 +152,9 @@ ClassTable readClassTable(GDALDataset* dataset)
         table.names << QString::fromUtf8(*name);
     if (table.names.isEmpty())
         table.names = defaultClassNames(int(table.colours.size()));
+    else if (table.colours.size() > size_t(table.names.size()))
+        table.colours.resize(size_t(table.names.size())); // a GeoTIFF palette holds 2^bits entries
+
     return table;
 }
 

@@ -30,7 +30,7 @@ template <typename Record> bool checkClassImage(const char* inputFile, const cha
     if (!dataset || dataset->GetBandCount() < 1)
         return printPlain("Unsupported Raster format!"), false;
     SysUtility::_ptr_t<SysDataSource::ColorTable> colours = dataset->GetBand(0)->GetColorTable();
-    const int classCount = colours ? colours->GetCount() : 0;
+    const int classCount = colours ? classCountOf(dataset->GetBand(0)->GetCategoryNames(), colours->GetCount()) : 0;
     if (classCount < 1)
         return printPlain("Select at least one class!"), false;
     record.classes.clear();
@@ -105,10 +105,12 @@ ALGO_API bool ExcuteAlgo_ImgClassPostComb(const char* inputFile, const char* out
         if (!colours)
             return printPlain("The file is not a classification file, please reselect!"), false;
         record.outputFile = QString::fromUtf8(outputFile ? outputFile : "");
-        record.classCount = colours->GetCount();
+        record.classCount = classCountOf(band->GetCategoryNames(), colours->GetCount());
         record.classNames = classNamesOrDefault(band->GetCategoryNames(), colours->GetCount());
         for (const QColor& colour : colours->Colors())
         {
+            if (int(record.red.size()) == record.classCount)
+                break;
             record.red.push_back(colour.red());
             record.green.push_back(colour.green());
             record.blue.push_back(colour.blue());

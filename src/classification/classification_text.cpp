@@ -73,6 +73,11 @@ QStringList classNamesOrDefault(const QStringList& categoryNames, int colourCoun
     return names;
 }
 
+int classCountOf(const QStringList& categoryNames, int colourCount)
+{
+    return categoryNames.isEmpty() ? colourCount : int(categoryNames.size());
+}
+
 void reportHostError(AlgoResult* result, int code, const QString& message)
 {
     if (!result)

@@ -34,6 +34,10 @@ std::vector<std::pair<int, int>> splitPairText(const char* text, int offset);
 // Class names of a classification band: its category names, else "Class_1" ... "Class_<count>".
 QStringList classNamesOrDefault(const QStringList& categoryNames, int colourCount);
 
+// The number of classes of a classification image: its category names when it has them (a GeoTIFF palette
+// always holds 2^bits entries), else the length of its colour table.
+int classCountOf(const QStringList& categoryNames, int colourCount);
+
 // Hands a host algorithm's error to the caller's result record (code and message).
 void reportHostError(AlgoResult* result, int code, const QString& message);
 

@@ -58,8 +58,8 @@ ALGO_API bool ExcuteAlgo_ImgClassPostSta(const char* inputFile, const char* repo
         SysUtility::_ptr_t<SysDataSource::ColorTable> colours = band->GetColorTable();
         if (!colours)
             return printPlain("The file is not a classification file, please reselect!"), false;
-        const int classCount = colours->GetCount();
         const QStringList names = band->GetCategoryNames();
+        const int classCount = classCountOf(names, colours->GetCount());
 
         const int width = dataset->GetWidth();
         const int height = dataset->GetHeight();

@@ -235,3 +235,30 @@ TEST(ClassificationOnRealScene, KmeansSieveAndReport)
     const std::string text = readText(dir.filePath("l7_report.txt"));
     EXPECT_NE(text.find(std::to_string(349 * 352) + " "), std::string::npos);
 }
+
+// A class image gives the same report whatever its format: a GeoTIFF palette holds 256 entries, but the class
+// count travels in the category names that the writer sets.
+TEST(ClassificationOnRealScene, ClassImageReportIsTheSameInEveryFormat)
+{
+    QTemporaryDir dir;
+    const QByteArray scene = (testsupport::sourceDir() + "/data/samples/L7_ETMs.tif").toUtf8();
+    std::string first;
+    for (const char* suffix : {"tif", "img", "dat"})
+    {
+        const QByteArray classes = dir.filePath(QStringLiteral("k.") + suffix).toUtf8();
+        const QByteArray reportPath = dir.filePath(QStringLiteral("report_") + suffix + ".txt").toUtf8();
+        ASSERT_TRUE(capture([&] {
+                        return ExcuteAlgo_KmeansClassification(scene, classes, "0|1|2|3|4|5", 6, 20, 0.01, nullptr);
+                    }).ok)
+            << suffix;
+        ASSERT_TRUE(capture([&] { return ExcuteAlgo_ImgClassPostSta(classes, reportPath, nullptr); }).ok) << suffix;
+        const std::string report = readText(QString::fromUtf8(reportPath));
+        // Title, header, six classes and the total.
+        EXPECT_EQ(std::count(report.begin(), report.end(), '\n'), 2 + 2 + 6) << suffix;
+        EXPECT_NE(report.find("Class_6 "), std::string::npos) << suffix;
+        EXPECT_EQ(report.find("class_"), std::string::npos) << suffix;
+        if (first.empty())
+            first = report;
+        EXPECT_EQ(report, first) << suffix;
+    }
+}
