@@ -3,6 +3,7 @@
 
 #include "AlgoFactory.h"
 #include "AlgoFactoryHost.h"
+#include "output_watch.h"
 #include "plugin_metadata.h"
 #include "progress_display.h"
 #include "sys_utility.h"
@@ -25,12 +26,15 @@ const Plugin::Metadata* descriptions()
     return Plugin::Metadata::Instance(SysUtility::ApplicationDirPath() + QStringLiteral("/../Model/abd"));
 }
 
-int finish(bool ok, const AlgoResult& result)
+int finish(bool ok, const AlgoResult& result, OutputWatch& output)
 {
+    output.stop();
     finishProgress();
-    std::cout.flush();
     if (ok)
         return kExitSuccess;
+    // A message without a line end by design stays as it is; the host's line starts on a line of its own.
+    if (output.endsMidLine())
+        std::fputc('\n', stderr);
     if (result.code != 0 || result.message[0] != '\0')
         std::fprintf(stderr, "algofactory: failed with code %d: %s\n", result.code, result.message);
     else
@@ -113,8 +117,9 @@ int runAlgorithm(const QStringList& args)
         json = file.readAll();
     }
     AlgoResult result = freshResult();
+    OutputWatch output;
     const bool ok = ExcuteAlgo(args[0].toLocal8Bit().constData(), json.constData(), &result);
-    return finish(ok, result);
+    return finish(ok, result, output);
 }
 
 int callEntry(const QStringList& args)
@@ -151,8 +156,9 @@ int callEntry(const QStringList& args)
     for (const QByteArray& text : texts)
         argv.push_back(text.constData());
     AlgoResult result = freshResult();
+    OutputWatch output;
     const bool ok = AlgoFactory_CallEntry(entryName.constData(), int(argv.size()), argv.data(), &result);
-    return finish(ok, result);
+    return finish(ok, result, output);
 }
 
 } // namespace cli

@@ -44,5 +44,12 @@ check "call wrote a GeoTIFF with 6 bands" bash -c "gdalinfo '$work/l7.tif' | gre
 check "a failing plug-in exits 1" test $status -eq 1
 check "a failing plug-in's code and message are shown" grep -q 'failed with code -1: Cannot open raster' "$work/err.txt"
 
-echo "$((18 - failures)) passed, $failures failed"
+# The message of a failed input check has no line end by design; the host's line still starts a line of its own
+# and the library's bytes pass unchanged.
+"$host" call ExcuteAlgo_HysSharpness "$work/missing.tif" "" "" "$work" 1 > "$work/both.txt" 2>&1; status=$?
+check "a failed input check exits 1" test $status -eq 1
+check "the host's failure line starts a line" grep -qx 'algofactory: failed' "$work/both.txt"
+check "the library's message is passed unchanged" grep -q '^The input file can not be open!0x[0-9a-f]*$' "$work/both.txt"
+
+echo "$((21 - failures)) passed, $failures failed"
 test $failures -eq 0
