@@ -78,7 +78,9 @@ QImage RenderRaster(SysDataSource::RasterDataset* dataset, int width, int height
         offset[b] = high > low ? -low * scale[b] : 128.0;
     }
 
-    QImage image(width, height, QImage::Format_ARGB32_Premultiplied);
+    // An alpha channel only where something is transparent: a raster without no-data gives an opaque picture.
+    const bool anyInvalid = std::find(invalid.begin(), invalid.end(), 1) != invalid.end();
+    QImage image(width, height, anyInvalid ? QImage::Format_ARGB32_Premultiplied : QImage::Format_RGB32);
     for (int y = 0; y < height; ++y)
     {
         QRgb* line = reinterpret_cast<QRgb*>(image.scanLine(y));

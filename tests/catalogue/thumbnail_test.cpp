@@ -100,6 +100,7 @@ TEST(CreateThumb, WritesPngAndJpegInATimeStampedFolder)
     const QString folder = match.captured(1) + "/" + match.captured(2) + "/";
     EXPECT_EQ(out[1], "[OUTPUT] thumbjpgImage=\"" + (folder + "wide.jpg").toStdString() + "\"");
     EXPECT_EQ(QImage(folder + "wide.png").size(), QSize(64, 32));
+    EXPECT_FALSE(QImage(folder + "wide.png").hasAlphaChannel()) << "nothing is transparent in a raster without no-data";
     EXPECT_EQ(QImage(folder + "wide.jpg").size(), QSize(64, 32));
 
     StdoutCapture square;
@@ -160,6 +161,7 @@ TEST(CreateThumb, SampleSceneHasTransparentCollar)
     const QImage image(png);
     // 791 x 718 into 256: the height is 718 * 256 / 791 in integers.
     EXPECT_EQ(image.size(), QSize(256, 718 * 256 / 791));
+    EXPECT_TRUE(image.hasAlphaChannel());
     EXPECT_EQ(qAlpha(image.pixel(0, 0)), 0) << "the scene's no-data corner";
     EXPECT_EQ(qAlpha(image.pixel(128, 116)), 255);
 }
