@@ -2,6 +2,7 @@
 """Filter and PCA speed against OpenCV, scipy and numpy, whole process including I/O.
 
 Usage: imageproc_filters_bench.py [build-folder]   (default "build")
+BEFORE_BUILD=<another build folder> also times the frequency filter of that build (e.g. an older commit's).
 """
 import os
 import subprocess
@@ -42,10 +43,10 @@ def run_python(code):
     return time.perf_counter() - start
 
 
-def peer_script(body, src, dst):
+def peer_script(body, src, dst, gdal_type="Byte"):
     return ("import numpy as np, cv2\nfrom scipy import ndimage\nfrom osgeo import gdal\n"
             f"ds = gdal.Open({src!r}); a = ds.GetRasterBand(1).ReadAsArray(); ds = None\n{body}\n"
-            f"o = gdal.GetDriverByName('GTiff').Create({dst!r}, r.shape[1], r.shape[0], 1, gdal.GDT_Byte, ['TILED=YES'])\n"
+            f"o = gdal.GetDriverByName('GTiff').Create({dst!r}, r.shape[1], r.shape[0], 1, gdal.GDT_{gdal_type}, ['TILED=YES'])\n"
             "o.GetRasterBand(1).WriteArray(r); o = None\n")
 
 
@@ -68,6 +69,26 @@ def main():
         ours = run_entry("ExcuteAlgo_ImgProFiltSpaMid", "s:" + band, "s:" + out, 5, "s:1", 0, 0)
         report("median 5x5", ours, "OpenCV medianBlur", run_python(peer_script("r = cv2.medianBlur(a, 5)", band, out)))
         report("median 5x5", ours, "scipy median_filter", run_python(peer_script("r = ndimage.median_filter(a, 5, mode='nearest')", band, out)))
+
+        # Gaussian low-pass, D0 = 30 samples, whole 8192^2 band to Float32; peers do the same real transform.
+        ours = run_entry("ExcuteAlgo_ImgProFiltFrequency", "s:" + band, "s:" + out, "s:1", 0, 2, 0, 30, 0)
+        frequency = ("h, w = a.shape\n"
+                     "fv = np.fft.fftfreq(h) * h; fu = np.fft.rfftfreq(w) * w\n"
+                     "t = np.exp(-(fu[None, :] ** 2 + fv[:, None] ** 2) / (2 * 30.0 ** 2))\n")
+        numpy_low = frequency + "r = np.fft.irfft2(np.fft.rfft2(a.astype(np.float64)) * t, s=a.shape).astype(np.float32)"
+        opencv_low = (frequency + "fu = np.fft.fftfreq(w) * w\n"
+                      "t = np.exp(-(fu[None, :] ** 2 + fv[:, None] ** 2) / (2 * 30.0 ** 2)).astype(np.float32)\n"
+                      "f = cv2.dft(a.astype(np.float32), flags=cv2.DFT_COMPLEX_OUTPUT) * t[:, :, None]\n"
+                      "r = cv2.idft(f, flags=cv2.DFT_SCALE | cv2.DFT_REAL_OUTPUT)")
+        report("Gaussian low-pass 8192^2", ours, "numpy rfft2", run_python(peer_script(numpy_low, band, out, gdal_type="Float32")))
+        report("Gaussian low-pass 8192^2", ours, "OpenCV dft", run_python(peer_script(opencv_low, band, out, gdal_type="Float32")))
+        before = os.environ.get("BEFORE_BUILD")
+        if before:
+            global BUILD
+            current, BUILD = BUILD, os.path.abspath(before)
+            report("Gaussian low-pass 8192^2", ours, "before (" + before + ")",
+                   run_entry("ExcuteAlgo_ImgProFiltFrequency", "s:" + band, "s:" + out, "s:1", 0, 2, 0, 30, 0))
+            BUILD = current
 
         image = os.path.join(tmp, "four.tif")
         ds = gdal.GetDriverByName("GTiff").Create(image, 4096, 4096, 4, gdal.GDT_UInt16, ["TILED=YES", "INTERLEAVE=BAND"])

@@ -1,9 +1,11 @@
 // Filter plug-ins against independent computations: brute-force mean and median, Gaussian weights, identity
-// passes of the frequency-domain filters, a 1 x 1 image.
+// passes of the frequency-domain filters, a Gaussian low-pass against a direct discrete Fourier transform, a 1 x 1
+// image.
 #include "test_support.h"
 
 #include <algorithm>
 #include <cmath>
+#include <complex>
 
 using namespace testsupport;
 
@@ -114,5 +116,44 @@ TEST(FilterResults, TinyImagesAndIdentityFrequencyPasses)
         EXPECT_NEAR(a[i], in[i], 1e-3);
         EXPECT_NEAR(b[i], in[i], 1e-2);
         EXPECT_NEAR(c[i], in[i] - mean, 1e-3); // the ideal high-pass at 0 removes only the mean
+    }
+}
+
+// The Gaussian low-pass against a direct O(n^2) DFT, on an odd and an even size (FFTW takes other code paths for
+// lengths that are not powers of two).
+TEST(FilterResults, GaussianLowPassEqualsDirectFourierTransform)
+{
+    QTemporaryDir dir;
+    for (const auto& [w, h] : {std::pair<int, int>{9, 7}, std::pair<int, int>{8, 6}})
+    {
+        const QByteArray input = dir.filePath(QString("g%1.tif").arg(w)).toLocal8Bit();
+        const QByteArray output = dir.filePath(QString("g%1_low.tif").arg(w)).toLocal8Bit();
+        ASSERT_TRUE(makeRaster(input, w, h, 1, GDT_Float32, [](int, int x, int y) { return pixel(x, y); }));
+        StdoutCapture capture;
+        ASSERT_TRUE(ExcuteAlgo_ImgProFiltFrequency(input, output, "1", 0, 2, 0, 2, 0, nullptr));
+        const std::vector<double> result = readBand(output, 1);
+
+        const double d0 = 2.0;
+        std::vector<std::complex<double>> spectrum(size_t(w * h));
+        for (int v = 0; v < h; ++v)
+            for (int u = 0; u < w; ++u)
+            {
+                std::complex<double> sum;
+                for (int y = 0; y < h; ++y)
+                    for (int x = 0; x < w; ++x)
+                        sum += pixel(x, y) * std::polar(1.0, -2 * M_PI * (double(u * x) / w + double(v * y) / h));
+                const double fu = u <= w / 2 ? u : u - w, fv = v <= h / 2 ? v : v - h;
+                spectrum[size_t(v * w + u)] = sum * std::exp(-(fu * fu + fv * fv) / (2 * d0 * d0));
+            }
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x)
+            {
+                std::complex<double> sum;
+                for (int v = 0; v < h; ++v)
+                    for (int u = 0; u < w; ++u)
+                        sum += spectrum[size_t(v * w + u)] *
+                               std::polar(1.0, 2 * M_PI * (double(u * x) / w + double(v * y) / h));
+                EXPECT_NEAR(result[size_t(y * w + x)], sum.real() / (w * h), 1e-2) << w << " " << x << "," << y;
+            }
     }
 }

@@ -1,144 +1,114 @@
-// Fast Fourier transforms of any length (radix 2, Bluestein's chirp for other lengths) and of images, for the
-// frequency-domain filters and the FFT transform.
+// Discrete Fourier transforms of images through FFTW on every core, for the frequency-domain filters and the FFT
+// transform.
 #pragma once
 
+#include "plugin_base.h"
 #include "raster_io.h"
 
+#include <fftw3.h>
+
+#include <algorithm>
 #include <cmath>
 #include <complex>
-#include <memory>
+#include <mutex>
+#include <thread>
 #include <vector>
 
 namespace filtcommon
 {
 
-template <typename R> class Fft
+namespace fftdetail
+{
+
+// FFTW's planner is not thread-safe: plans are made and destroyed under one lock, each with the machine's cores.
+inline std::mutex& plannerLock()
+{
+    static std::mutex lock;
+    return lock;
+}
+
+inline void usePlannerThreads()
+{
+    static std::once_flag once;
+    std::call_once(once, [] { fftw_init_threads(); });
+    fftw_plan_with_nthreads(int(std::max(1u, std::thread::hardware_concurrency())));
+}
+
+class Plan
 {
 public:
-    using Complex = std::complex<R>;
-
-    explicit Fft(int n) : m_n(n)
+    template <typename Make> explicit Plan(Make make, int width, int height)
     {
-        if ((n & (n - 1)) == 0)
-        {
-            m_twiddle.resize(size_t(std::max(1, n / 2)));
-            for (int k = 0; k < n / 2; ++k)
-                m_twiddle[size_t(k)] = std::polar(1.0, -2.0 * M_PI * k / n);
-            return;
-        }
-        int m = 1;
-        while (m < 2 * n - 1)
-            m <<= 1;
-        m_inner = std::make_unique<Fft>(m);
-        m_chirp.resize(size_t(n));
-        for (int k = 0; k < n; ++k)
-        {
-            const long long square = (1LL * k * k) % (2LL * n); // keeps the angle exact for long lines
-            m_chirp[size_t(k)] = std::polar(1.0, -M_PI * double(square) / n);
-        }
-        m_filter.assign(size_t(m), std::complex<double>());
-        for (int k = 0; k < n; ++k)
-        {
-            m_filter[size_t(k)] = std::conj(m_chirp[size_t(k)]);
-            if (k > 0)
-                m_filter[size_t(m - k)] = std::conj(m_chirp[size_t(k)]);
-        }
-        m_inner->transformDouble(m_filter.data(), false);
+        std::lock_guard<std::mutex> guard(plannerLock());
+        usePlannerThreads();
+        m_plan = make();
+        if (!m_plan)
+            throw algokit::AlgoError(
+                QStringLiteral("The Fourier transform of a %1 x %2 image could not be planned").arg(width).arg(height));
     }
-
-    int size() const { return m_n; }
-
-    // In place; forward unnormalised, inverse divided by n.
-    void transform(Complex* data, bool inverse) const
+    ~Plan()
     {
-        std::vector<std::complex<double>> line(data, data + m_n);
-        transformDouble(line.data(), inverse);
-        const double scale = inverse ? 1.0 / m_n : 1.0;
-        for (int k = 0; k < m_n; ++k)
-            data[k] = Complex(line[size_t(k)] * scale);
+        std::lock_guard<std::mutex> guard(plannerLock());
+        fftw_destroy_plan(m_plan);
     }
+    Plan(const Plan&) = delete;
+    Plan& operator=(const Plan&) = delete;
+    void execute() const { fftw_execute(m_plan); }
 
 private:
-    // Unnormalised in both directions, in double precision.
-    void transformDouble(std::complex<double>* data, bool inverse) const
-    {
-        if (!m_inner)
-            return radix2(data, inverse);
-        const size_t m = m_filter.size();
-        std::vector<std::complex<double>> work(m);
-        for (int k = 0; k < m_n; ++k)
-        {
-            const std::complex<double> w = inverse ? std::conj(m_chirp[size_t(k)]) : m_chirp[size_t(k)];
-            work[size_t(k)] = data[k] * w;
-        }
-        m_inner->radix2(work.data(), false);
-        for (size_t k = 0; k < m; ++k)
-            work[k] *= inverse ? std::conj(m_filterConj(k)) : m_filter[k];
-        m_inner->radix2(work.data(), true);
-        for (int k = 0; k < m_n; ++k)
-        {
-            const std::complex<double> w = inverse ? std::conj(m_chirp[size_t(k)]) : m_chirp[size_t(k)];
-            data[k] = work[size_t(k)] * w / double(m);
-        }
-    }
-
-    // The inverse direction's filter spectrum is the transform of the conjugated chirp: conj(F(k)) read at -k.
-    std::complex<double> m_filterConj(size_t k) const { return m_filter[(m_filter.size() - k) % m_filter.size()]; }
-
-    void radix2(std::complex<double>* data, bool inverse) const
-    {
-        const int n = m_n;
-        for (int i = 1, j = 0; i < n; ++i)
-        {
-            int bit = n >> 1;
-            for (; j & bit; bit >>= 1)
-                j ^= bit;
-            j ^= bit;
-            if (i < j)
-                std::swap(data[i], data[j]);
-        }
-        for (int length = 2; length <= n; length <<= 1)
-        {
-            const int half = length / 2, step = n / length;
-            for (int start = 0; start < n; start += length)
-                for (int k = 0; k < half; ++k)
-                {
-                    std::complex<double> w = m_twiddle[size_t(k * step)];
-                    if (inverse)
-                        w = std::conj(w);
-                    const std::complex<double> a = data[start + k], b = data[start + k + half] * w;
-                    data[start + k] = a + b;
-                    data[start + k + half] = a - b;
-                }
-        }
-    }
-
-    int m_n;
-    std::vector<std::complex<double>> m_twiddle;
-    std::unique_ptr<Fft> m_inner;
-    std::vector<std::complex<double>> m_chirp;
-    std::vector<std::complex<double>> m_filter;
+    fftw_plan m_plan = nullptr;
 };
 
-// 2-D transform of a width x height image stored row by row; rows and columns spread over the cores.
-template <typename R> void fft2d(std::vector<std::complex<R>>& image, int width, int height, bool inverse)
+template <typename T> void scaleAll(T* data, size_t count, double factor)
 {
-    const Fft<R> rows(width), columns(height);
+    algokit::parallelFor(int((count + 65535) / 65536), [&](int begin, int end) {
+        const size_t last = std::min(count, size_t(end) * 65536);
+        for (size_t i = size_t(begin) * 65536; i < last; ++i)
+            data[i] *= factor;
+    });
+}
+
+} // namespace fftdetail
+
+// In place on a width x height image stored row by row: forward unnormalised, inverse divided by width * height.
+inline void fft2d(std::vector<std::complex<double>>& image, int width, int height, bool inverse)
+{
+    fftw_complex* data = reinterpret_cast<fftw_complex*>(image.data());
+    const fftdetail::Plan plan(
+        [&] { return fftw_plan_dft_2d(height, width, data, data, inverse ? FFTW_BACKWARD : FFTW_FORWARD, FFTW_ESTIMATE); },
+        width, height);
+    plan.execute();
+    if (inverse)
+        fftdetail::scaleAll(image.data(), image.size(), 1.0 / (double(width) * double(height)));
+}
+
+// Columns of the half spectrum of a real image of this width (FFTW's r2c layout: u = 0 .. width / 2).
+inline int halfSpectrumWidth(int width)
+{
+    return width / 2 + 1;
+}
+
+// Filters a real width x height image in place by a transfer function of the spectrum that is symmetric about
+// the zero frequency (H(-u, -v) = H(u, v)): transfer holds it over the half spectrum, row by row,
+// halfSpectrumWidth(width) values a row. Equal to the full complex transform's real part, at half the work.
+inline void filterRealImage(std::vector<double>& pixels, int width, int height, const std::vector<double>& transfer)
+{
+    const int half = halfSpectrumWidth(width);
+    std::vector<std::complex<double>> spectrum(size_t(half) * size_t(height));
+    fftw_complex* data = reinterpret_cast<fftw_complex*>(spectrum.data());
+    {
+        const fftdetail::Plan forward(
+            [&] { return fftw_plan_dft_r2c_2d(height, width, pixels.data(), data, FFTW_ESTIMATE); }, width, height);
+        forward.execute();
+    }
+    const double scale = 1.0 / (double(width) * double(height));
     algokit::parallelFor(height, [&](int begin, int end) {
-        for (int y = begin; y < end; ++y)
-            rows.transform(image.data() + size_t(y) * size_t(width), inverse);
+        for (size_t i = size_t(begin) * half; i < size_t(end) * half; ++i)
+            spectrum[i] *= transfer[i] * scale;
     });
-    algokit::parallelFor(width, [&](int begin, int end) {
-        std::vector<std::complex<R>> column(static_cast<size_t>(height));
-        for (int x = begin; x < end; ++x)
-        {
-            for (int y = 0; y < height; ++y)
-                column[size_t(y)] = image[size_t(y) * size_t(width) + size_t(x)];
-            columns.transform(column.data(), inverse);
-            for (int y = 0; y < height; ++y)
-                image[size_t(y) * size_t(width) + size_t(x)] = column[size_t(y)];
-        }
-    });
+    const fftdetail::Plan backward(
+        [&] { return fftw_plan_dft_c2r_2d(height, width, data, pixels.data(), FFTW_ESTIMATE); }, width, height);
+    backward.execute();
 }
 
 // Distance of spectrum sample (u, v) from the zero frequency, in samples (unshifted layout).

@@ -8,8 +8,8 @@ void runFrequencyFilter(const FilterJob& job, const FrequencyPass& pass, const s
 {
     validateJob(job);
     algokit::DatasetPtr source = algokit::openRaster(job.inputFile);
-    // The transfer function, one band's pixels and its complex transform are held whole.
-    algokit::checkWholeImageSize(source.get(), job.inputFile, 2 * sizeof(double) + sizeof(std::complex<double>));
+    // One band's pixels, its half spectrum and the transfer function over it are held whole.
+    algokit::checkWholeImageSize(source.get(), job.inputFile, sizeof(double) + sizeof(std::complex<double>));
     const int width = source->GetRasterXSize(), height = source->GetRasterYSize();
     for (int band : job.bands)
         if (band < 0 || band >= source->GetRasterCount())
@@ -21,27 +21,25 @@ void runFrequencyFilter(const FilterJob& job, const FrequencyPass& pass, const s
     algokit::OutputRaster output(job.outputFile, driver, width, height, int(job.bands.size()), realTypeFor(inputType));
     output.copyGeoreferencing(source.get());
 
-    std::vector<double> transfer(size_t(width) * size_t(height));
+    const int half = halfSpectrumWidth(width);
+    std::vector<double> transfer(size_t(half) * size_t(height));
     for (int v = 0; v < height; ++v)
-        for (int u = 0; u < width; ++u)
-            transfer[size_t(v) * width + u] = pass.transfer(frequencyDistance(u, v, width, height));
+        for (int u = 0; u < half; ++u)
+            transfer[size_t(v) * half + u] = pass.transfer(frequencyDistance(u, v, width, height));
 
     std::vector<double> pixels;
-    std::vector<std::complex<double>> image;
     for (size_t b = 0; b < job.bands.size(); ++b)
     {
         algokit::readRows<double>(source->GetRasterBand(job.bands[b] + 1), 0, height, pixels);
-        image.resize(pixels.size());
-        for (size_t i = 0; i < pixels.size(); ++i)
-            image[i] = pass.before ? pass.before(pixels[i]) : pixels[i];
+        if (pass.before)
+            for (double& value : pixels)
+                value = pass.before(value);
         progress(100.0 * (3 * b + 1) / (3.0 * job.bands.size()));
-        fft2d(image, width, height, false);
-        for (size_t i = 0; i < image.size(); ++i)
-            image[i] *= transfer[i];
+        filterRealImage(pixels, width, height, transfer);
         progress(100.0 * (3 * b + 2) / (3.0 * job.bands.size()));
-        fft2d(image, width, height, true);
-        for (size_t i = 0; i < image.size(); ++i)
-            pixels[i] = pass.after ? pass.after(image[i].real()) : image[i].real();
+        if (pass.after)
+            for (double& value : pixels)
+                value = pass.after(value);
         algokit::writeRows<double>(output.band(int(b)), 0, height, pixels);
         progress(100.0 * (3 * b + 3) / (3.0 * job.bands.size()));
     }

@@ -1,13 +1,39 @@
 // Small dense linear algebra for the band transforms.
 #include "linear_algebra.h"
 
+#include <Eigen/Dense>
+
 #include <algorithm>
 #include <cmath>
 #include <mutex>
-#include <numeric>
 
 namespace transform
 {
+
+namespace
+{
+
+using Dense = Eigen::MatrixXd;
+
+Dense toDense(const Matrix& a)
+{
+    Dense dense(Eigen::Index(a.size()), Eigen::Index(a.empty() ? 0 : a.front().size()));
+    for (size_t i = 0; i < a.size(); ++i)
+        for (size_t j = 0; j < a[i].size(); ++j)
+            dense(Eigen::Index(i), Eigen::Index(j)) = a[i][j];
+    return dense;
+}
+
+Matrix fromDense(const Dense& dense)
+{
+    Matrix a = zeros(int(dense.rows()), int(dense.cols()));
+    for (Eigen::Index i = 0; i < dense.rows(); ++i)
+        for (Eigen::Index j = 0; j < dense.cols(); ++j)
+            a[size_t(i)][size_t(j)] = dense(i, j);
+    return a;
+}
+
+} // namespace
 
 Matrix zeros(int rows, int cols)
 {
@@ -16,81 +42,34 @@ Matrix zeros(int rows, int cols)
 
 Matrix multiply(const Matrix& a, const Matrix& b)
 {
-    Matrix c = zeros(int(a.size()), int(b.front().size()));
-    for (size_t i = 0; i < a.size(); ++i)
-        for (size_t k = 0; k < b.size(); ++k)
-            for (size_t j = 0; j < b.front().size(); ++j)
-                c[i][j] += a[i][k] * b[k][j];
-    return c;
+    return fromDense(toDense(a) * toDense(b));
 }
 
 Matrix transpose(const Matrix& a)
 {
-    Matrix t = zeros(int(a.front().size()), int(a.size()));
-    for (size_t i = 0; i < a.size(); ++i)
-        for (size_t j = 0; j < a[i].size(); ++j)
-            t[j][i] = a[i][j];
-    return t;
+    return fromDense(toDense(a).transpose());
 }
 
 void symmetricEigen(const Matrix& symmetric, std::vector<double>& values, Matrix& vectors)
 {
+    const Eigen::SelfAdjointEigenSolver<Dense> solver(toDense(symmetric));
+    if (solver.info() != Eigen::Success)
+        throw algokit::AlgoError(QStringLiteral("The eigen decomposition of the band covariance did not converge"));
     const int n = int(symmetric.size());
-    Matrix a = symmetric, v = zeros(n, n);
-    for (int i = 0; i < n; ++i)
-        v[i][i] = 1.0;
-    for (int sweep = 0; sweep < 100; ++sweep)
-    {
-        double off = 0.0, scale = 0.0;
-        for (int i = 0; i < n; ++i)
-            for (int j = 0; j < n; ++j)
-                (i == j ? scale : off) += a[i][j] * a[i][j];
-        if (off <= 1e-30 * std::max(scale, 1e-300))
-            break;
-        for (int p = 0; p < n - 1; ++p)
-            for (int q = p + 1; q < n; ++q)
-            {
-                if (a[p][q] == 0.0)
-                    continue;
-                const double theta = (a[q][q] - a[p][p]) / (2.0 * a[p][q]);
-                const double t = (theta >= 0 ? 1.0 : -1.0) / (std::fabs(theta) + std::sqrt(theta * theta + 1.0));
-                const double c = 1.0 / std::sqrt(t * t + 1.0), s = t * c;
-                for (int k = 0; k < n; ++k)
-                {
-                    const double akp = a[k][p], akq = a[k][q];
-                    a[k][p] = c * akp - s * akq;
-                    a[k][q] = s * akp + c * akq;
-                }
-                for (int k = 0; k < n; ++k)
-                {
-                    const double apk = a[p][k], aqk = a[q][k];
-                    a[p][k] = c * apk - s * aqk;
-                    a[q][k] = s * apk + c * aqk;
-                }
-                for (int k = 0; k < n; ++k)
-                {
-                    const double vkp = v[k][p], vkq = v[k][q];
-                    v[k][p] = c * vkp - s * vkq;
-                    v[k][q] = s * vkp + c * vkq;
-                }
-            }
-    }
-    std::vector<int> order(static_cast<size_t>(n));
-    std::iota(order.begin(), order.end(), 0);
-    std::sort(order.begin(), order.end(), [&](int x, int y) { return a[x][x] > a[y][y]; });
     values.assign(size_t(n), 0.0);
     vectors = zeros(n, n);
+    // Eigen orders the eigenvalues ascending; the transforms want them descending.
     for (int c = 0; c < n; ++c)
     {
-        values[size_t(c)] = a[order[c]][order[c]];
+        const Eigen::Index from = n - 1 - c;
+        values[size_t(c)] = solver.eigenvalues()(from);
+        const Eigen::VectorXd column = solver.eigenvectors().col(from);
         // A fixed sign (largest component positive) makes the output reproducible.
-        int largest = 0;
-        for (int k = 1; k < n; ++k)
-            if (std::fabs(v[k][order[c]]) > std::fabs(v[largest][order[c]]))
-                largest = k;
-        const double sign = v[largest][order[c]] < 0 ? -1.0 : 1.0;
+        Eigen::Index largest = 0;
+        column.cwiseAbs().maxCoeff(&largest);
+        const double sign = column(largest) < 0 ? -1.0 : 1.0;
         for (int k = 0; k < n; ++k)
-            vectors[k][c] = sign * v[k][order[c]];
+            vectors[size_t(k)][size_t(c)] = sign * column(k);
     }
 }
 
@@ -129,42 +108,35 @@ void bandStatistics(GDALDataset* dataset, std::vector<double>& mean, Matrix& cov
                 shift[size_t(b)] = block[size_t(b) * bandStride];
             shifted = true;
         }
+        // Band-sequential rows r0..r1 of the block are a pixels x bands matrix with a band stride: cross products
+        // are one symmetric rank update each.
+        using Strided = Eigen::Map<const Dense, 0, Eigen::OuterStride<>>;
+        const Eigen::RowVectorXd origin = Eigen::Map<const Eigen::RowVectorXd>(shift.data(), n);
         algokit::parallelFor(rows, [&](int r0, int r1) {
-            std::vector<double> localSum(size_t(n), 0.0), localNoiseSum(size_t(n), 0.0), x(static_cast<size_t>(n)), d(static_cast<size_t>(n));
-            Matrix localProducts = zeros(n, n), localNoise = zeros(n, n);
-            for (int r = r0; r < r1; ++r)
-                for (int c = 0; c < width; ++c)
+            const Strided x(block.data() + size_t(r0) * plane, Eigen::Index(plane) * (r1 - r0), n,
+                            Eigen::OuterStride<>(Eigen::Index(bandStride)));
+            const Dense centred = x.rowwise() - origin;
+            Dense localProducts = Dense::Zero(n, n), localNoise = Dense::Zero(n, n);
+            localProducts.selfadjointView<Eigen::Upper>().rankUpdate(centred.transpose());
+            Eigen::RowVectorXd localSum = centred.colwise().sum(), localNoiseSum = Eigen::RowVectorXd::Zero(n);
+            if (noise && width > 1)
+                for (int r = r0; r < r1; ++r)
                 {
-                    const size_t at = size_t(r) * plane + size_t(c);
-                    for (int b = 0; b < n; ++b)
-                        x[size_t(b)] = block[size_t(b) * bandStride + at] - shift[size_t(b)];
-                    for (int i = 0; i < n; ++i)
-                    {
-                        localSum[size_t(i)] += x[size_t(i)];
-                        for (int j = i; j < n; ++j)
-                            localProducts[i][j] += x[size_t(i)] * x[size_t(j)];
-                    }
-                    if (noise && c + 1 < width)
-                    {
-                        for (int b = 0; b < n; ++b)
-                            d[size_t(b)] = block[size_t(b) * bandStride + at] - block[size_t(b) * bandStride + at + 1];
-                        for (int i = 0; i < n; ++i)
-                        {
-                            localNoiseSum[size_t(i)] += d[size_t(i)];
-                            for (int j = i; j < n; ++j)
-                                localNoise[i][j] += d[size_t(i)] * d[size_t(j)];
-                        }
-                    }
+                    const Strided line(block.data() + size_t(r) * plane, width, n,
+                                       Eigen::OuterStride<>(Eigen::Index(bandStride)));
+                    const Dense d = line.topRows(width - 1) - line.bottomRows(width - 1);
+                    localNoise.selfadjointView<Eigen::Upper>().rankUpdate(d.transpose());
+                    localNoiseSum += d.colwise().sum();
                 }
             std::lock_guard<std::mutex> guard(merge);
             for (int i = 0; i < n; ++i)
             {
-                sum[size_t(i)] += localSum[size_t(i)];
-                noiseSum[size_t(i)] += localNoiseSum[size_t(i)];
+                sum[size_t(i)] += localSum(i);
+                noiseSum[size_t(i)] += localNoiseSum(i);
                 for (int j = i; j < n; ++j)
                 {
-                    products[i][j] += localProducts[i][j];
-                    noiseProducts[i][j] += localNoise[i][j];
+                    products[i][j] += localProducts(i, j);
+                    noiseProducts[i][j] += localNoise(i, j);
                 }
             }
         });

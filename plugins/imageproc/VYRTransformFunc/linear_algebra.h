@@ -1,5 +1,5 @@
-// Small dense linear algebra for the band transforms: symmetric eigen decomposition (cyclic Jacobi), band
-// statistics streamed over row blocks, and a linear band transform applied block by block.
+// Dense linear algebra for the band transforms (on Eigen): symmetric eigen decomposition, band statistics streamed
+// over row blocks, and a linear band transform applied block by block.
 #pragma once
 
 #include "raster_io.h"
