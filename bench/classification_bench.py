@@ -4,7 +4,10 @@
   command-line host, reading and writing included) against scikit-learn KMeans (n_init=1, lloyd, tol=0,
   max_iter=10) and OpenCV kmeans (10 iterations, k-means++ seeds), both reading the image with GDAL;
 - sieve of an 8192 x 8192 classification (threshold 10 pixels, 8-connected): ours against gdal_sieve.py;
-- the class statistics report of the same classification: ours against a numpy bincount (reading included).
+- the class statistics report of the same classification: ours against a numpy bincount (reading included);
+- majority filter 3 x 3 of the same classification: ours (ImgClassPostMMA) against Orfeo ToolBox's
+  otbcli_ClassificationMapRegularization (radius 1, a 3 x 3 ball) and an OpenCV vote (one box filter per class,
+  arg max), each reading and writing the file.
 Peak memory is reported for the k-means runs.
 
 Usage: classification_bench.py [BUILD_DIR]   (default "build")
@@ -99,6 +102,22 @@ print(time.perf_counter() - start)
 """
 
 
+OPENCV_MAJORITY = r"""
+import sys
+import numpy as np
+import cv2
+from osgeo import gdal
+source = gdal.Open(sys.argv[1])
+labels = source.GetRasterBand(1).ReadAsArray()
+counts = np.stack([cv2.boxFilter((labels == c).astype(np.uint8), cv2.CV_16U, (3, 3), normalize=False,
+                                 borderType=cv2.BORDER_CONSTANT) for c in range(%d)])
+result = counts.argmax(axis=0).astype(np.uint8)
+out = gdal.GetDriverByName("GTiff").Create(sys.argv[2], labels.shape[1], labels.shape[0], 1, gdal.GDT_Byte, ["TILED=YES"])
+out.GetRasterBand(1).WriteArray(result)
+out = None
+""" % CLASS_COUNT
+
+
 def peer(script, *args):
     output = subprocess.run([sys.executable, "-c", script, *args], check=True, capture_output=True, text=True)
     return [float(x) for x in output.stdout.split()]
@@ -135,6 +154,13 @@ def main():
         ours = timed([host, "call", "ExcuteAlgo_ImgClassPostSta", classes, os.path.join(folder, "report.txt")])
         (numpy_time,) = peer(NUMPY_PEER, classes)
         line("class statistics 8192x8192", ours, "numpy bincount", numpy_time)
+
+        ours = timed([host, "call", "ExcuteAlgo_ImgClassPostMMA", classes, os.path.join(folder, "mma.tif"), "3", "1", "0"])
+        otb = timed(["otbcli_ClassificationMapRegularization", "-io.in", classes, "-io.out",
+                     os.path.join(folder, "otb_mma.tif"), "uint8", "-ip.radius", "1"])
+        opencv = timed([sys.executable, "-c", OPENCV_MAJORITY, classes, os.path.join(folder, "cv_mma.tif")])
+        line("majority 3x3 8192x8192", ours, "otbcli_ClassificationMapRegularization", otb)
+        line("majority 3x3 8192x8192", ours, "OpenCV box filters", opencv)
 
 
 if __name__ == "__main__":
