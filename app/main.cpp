@@ -8,9 +8,12 @@
 #include <unistd.h>
 #include <cstdlib>
 
-int main(int argc, char** argv)
+namespace
 {
-    // Charts and pictures need a GUI application; without a display, render off screen.
+
+// Charts and pictures need a GUI application; without a display, render off screen.
+void prepareGuiEnvironment()
+{
     if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") &&
         qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
@@ -23,26 +26,37 @@ int main(int argc, char** argv)
             qputenv("XDG_RUNTIME_DIR", runtimeDir);
         }
     }
-    QApplication application(argc, argv);
-    QStringList args = QCoreApplication::arguments().mid(1);
-    if (args.isEmpty())
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    const QString command = argc > 1 ? QString::fromLocal8Bit(argv[1]) : QString();
+    if (command.isEmpty())
     {
         cli::printUsage(true);
         return cli::kExitUsage;
     }
-    const QString command = args.takeFirst();
     if (command == "--help" || command == "-h" || command == "help")
     {
         cli::printUsage(false);
         return cli::kExitSuccess;
     }
-    cli::installInterruptHandler();
     if (command == "list")
-        return cli::listAlgorithms(args);
-    if (command == "run")
-        return cli::runAlgorithm(args);
-    if (command == "call")
-        return cli::callEntry(args);
-    cli::printUsage(true);
-    return cli::kExitUsage;
+    {
+        // Descriptions only: no GUI application, whose platform plug-in and font set-up cost more than the listing.
+        QCoreApplication application(argc, argv);
+        return cli::listAlgorithms(QCoreApplication::arguments().mid(2));
+    }
+    if (command != "run" && command != "call")
+    {
+        cli::printUsage(true);
+        return cli::kExitUsage;
+    }
+    prepareGuiEnvironment();
+    QApplication application(argc, argv);
+    const QStringList args = QCoreApplication::arguments().mid(2);
+    cli::installInterruptHandler();
+    return command == "run" ? cli::runAlgorithm(args) : cli::callEntry(args);
 }
