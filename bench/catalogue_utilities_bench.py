@@ -91,9 +91,13 @@ def main():
         big = os.path.join(tmp, "big.tif")
         run(["gdal_translate", "-q", "-co", "TILED=YES", os.path.join(tmp, "big.raw"), big])
         half_ours, half_peer = os.path.join(tmp, "half_ours.tif"), os.path.join(tmp, "half_peer.tif")
-        # Our size rule gives 4096 x 4097 for a square image; the peer is asked for the same size.
-        ours = timed(lambda: run([host, "call", "ExcuteAlgo_ImageResample", big, half_ours, "3", "0", "4096"]),
-                     repeat=3)
+        # Our size rule gives 4096 x 4097 for a square image; the peers are asked for the same size and kernel.
+        for code, kernel in ((3, "average"), (2, "cubic")):
+            ours = timed(lambda: run([host, "call", "ExcuteAlgo_ImageResample", big, half_ours, str(code), "0", "4096"]),
+                         repeat=3)
+            peer = timed(lambda: run(["gdal_translate", "-q", "-r", kernel, "-outsize", "4096", "4097",
+                                      "-co", "TILED=YES", "-co", "BIGTIFF=IF_SAFER", big, half_peer]), repeat=3)
+            report(f"resample 8192x8192 to half ({kernel})", ours, f"gdal_translate -r {kernel}", peer)
         peer = timed(lambda: run(["gdalwarp", "-q", "-overwrite", "-r", "average", "-ts", "4096", "4097",
                                   "-co", "TILED=YES", big, half_peer]), repeat=3)
         report("resample 8192x8192 to half (average)", ours, "gdalwarp -ts -r average", peer)
