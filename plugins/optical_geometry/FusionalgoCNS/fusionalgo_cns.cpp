@@ -14,7 +14,7 @@ protected:
     {
         optgeo::FusionRequest r;
         r.method = optgeo::FusionMethod::CNS;
-        r.interpolation = interpolationOf(args, 1);
+        r.interpolation = interpolationOf(args, 0);
         // Bands names the group inside the pan's range; every band is written.
         r.cnsGroup = args.text("Bands").intList();
         return r;

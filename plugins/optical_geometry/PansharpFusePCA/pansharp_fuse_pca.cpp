@@ -14,7 +14,7 @@ protected:
     {
         optgeo::FusionRequest r;
         r.method = optgeo::FusionMethod::PCA;
-        r.interpolation = interpolationOf(args, 1);
+        r.interpolation = interpolationOf(args, 0);
         r.bands = args.text("Bands").intList();
         return r;
     }
