@@ -8,8 +8,8 @@ ALGO_API bool ExcuteAlgo_VYROrtho(const char* inputFile, const char* demFile, co
     return runGenericEntry("VYROrtho",
         {
             requiredText("InputFile", inputFile),
-            requiredText("DEMFile", demFile),
-            requiredText("RPCFile", rpcFile),
+            text("DEMFile", demFile),
+            text("RPCFile", rpcFile),
             text("GCPFile", gcpFile),
             outputPath("OutputFile", outputFile),
             number("Resolution", resolution),
