@@ -138,8 +138,8 @@ ALGO_API bool ExcuteAlgo_BuildGLT(const char* inputFile, const char* latFile, co
     return runGenericEntry("BuildGLT",
         {
             requiredText("InputFile", inputFile),
-            requiredText("LatFile", latFile),
-            requiredText("LonFile", lonFile),
+            text("LatFile", latFile),
+            text("LonFile", lonFile),
             outputPath("OutputFile", outputFile),
         },
         result);
