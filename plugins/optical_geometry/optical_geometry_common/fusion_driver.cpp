@@ -27,8 +27,8 @@ using algokit::DatasetPtr;
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 // Side, in multispectral pixels, of the central window that the model is fitted on and the quality
 // figures are measured on; and the largest pan block read for it.
-constexpr int kWindowSide = 1024;
-constexpr int kPanWindowSide = 2048;
+constexpr int kWindowSide = 512;
+constexpr int kPanWindowSide = 1024;
 constexpr int kBlockRows = 256;
 
 const char* methodName(FusionMethod method)
