@@ -265,6 +265,7 @@ TEST(FusionPlugins, OutputKeepsTypeNamesWavelengthsAndNoDataOnThePanGrid)
 TEST(FusionPlugins, LandsatBroveyAgreesWithGdalsPansharpening)
 {
     SKIP_WITHOUT_SHARED_DATA("landsat8/l8_B8.tif");
+    GDALAllRegister();
     QTemporaryDir dir;
     const QString pan = sharedDataPath("landsat8/l8_B8.tif");
     QStringList bands;
@@ -337,6 +338,7 @@ TEST(FusionPlugins, LandsatBroveyAgreesWithGdalsPansharpening)
 TEST(FusionPlugins, LandsatReducedScaleFigures)
 {
     SKIP_WITHOUT_SHARED_DATA("landsat8/l8_B8.tif");
+    GDALAllRegister();
     QTemporaryDir dir;
     const QByteArray pan = sharedDataPath("landsat8/l8_B8.tif").toUtf8();
     const QString ms = dir.filePath("ms.vrt");

@@ -179,6 +179,7 @@ struct OutputGrid
 
 TEST(RpcText, BothLayoutsGiveTheModelAndItMapsLikeGdal)
 {
+    GDALAllRegister();
     const RpcModel m = syntheticRpc();
     RpcModel fromRpb, fromTxt;
     std::string error;
@@ -327,6 +328,7 @@ TEST(Orthorectification, RefusalsNameTheParameterAndLeaveNothing)
 TEST(Orthorectification, AgreesWithGdalwarpOnTheSameGrid)
 {
     SKIP_WITHOUT_SHARED_DATA("gdal/RGB.byte.rpc.vrt");
+    GDALAllRegister();
     QTemporaryDir dir;
     GDALDataset* sample = GDALDataset::Open(sharedDataPath("gdal/RGB.byte.rpc.vrt").toUtf8().constData(), GDAL_OF_RASTER);
     ASSERT_NE(sample, nullptr);
