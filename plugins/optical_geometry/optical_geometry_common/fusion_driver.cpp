@@ -425,6 +425,10 @@ FusionOutcome runFusion(const algokit::GenericParams& args, const FusionRequest&
                                 GSpacing(blockPixels) * sizeof(float), nullptr) != CE_None)
             throw AlgoError(QStringLiteral("Cannot write %1: %2")
                                 .arg(outcome.outputPath, QString::fromUtf8(CPLGetLastErrorMsg())));
+        // Written tiles and read blocks leave GDAL's cache at once: the memory stays that of one block row.
+        out.get()->FlushCache();
+        in.pan->FlushCache();
+        in.ms->FlushCache();
         hooks.progress(10.0 + 89.0 * (row0 + rows) / panH);
     }
     writeReport(outcome.qualityPath, report);
