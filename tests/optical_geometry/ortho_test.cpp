@@ -485,8 +485,15 @@ TEST(Orthorectification, HyperspectralCubeKeepsItsBandMetadataAndTakesTheOutputT
         }
         GDALClose(ds);
     }
+    // A DEM far from the scene: a note, and the default height everywhere.
+    const QString dem = dir.filePath("elsewhere.tif");
+    ASSERT_TRUE(makeRaster(dem, 20, 20, 1, GDT_Float32, [](int, int, int) { return 3000.0; }));
     StdoutCapture capture;
-    ASSERT_TRUE(ExcuteAlgo_HysOrthorectification(cube.toUtf8(), "", "", "", out.toUtf8(), "nearest", 6, 10, 100, 0, nullptr));
+    ASSERT_TRUE(ExcuteAlgo_HysOrthorectification(cube.toUtf8(), dem.toUtf8(), "", "", out.toUtf8(), "nearest", 6, 10, 100, 0,
+                                                 nullptr));
+    EXPECT_NE(capture.text().find("[INFO] HysOrthorectification: the DEMFile does not cover the whole scene; DefaultHeight "
+                                  "(100) is used where it has no height\n"),
+              std::string::npos);
     GDALDataset* ds = GDALDataset::Open(out.toUtf8().constData(), GDAL_OF_RASTER);
     ASSERT_NE(ds, nullptr);
     EXPECT_EQ(ds->GetRasterCount(), 5);
