@@ -232,6 +232,9 @@ protected:
             }
         }
         const double rmse = std::sqrt(sum / std::max(1, kept));
+        // Many well-spread points that even a cubic leaves half a pixel off: a distortion no polynomial
+        // follows, so the warp interpolates them with a thin-plate spline instead.
+        const bool thinPlate = order == 3 && kept >= 200 && rmse > 0.5;
         progress(65);
 
         // The input warped onto the reference grid by GDAL's polynomial GCP transformer on the inliers.
@@ -279,8 +282,13 @@ protected:
             out.band(b)->SetNoDataValue(noData);
         }
         CPLStringList gcpOptions;
-        gcpOptions.SetNameValue("METHOD", "GCP_POLYNOMIAL");
-        gcpOptions.SetNameValue("MAX_GCP_ORDER", QByteArray::number(order).constData());
+        if (thinPlate)
+            gcpOptions.SetNameValue("METHOD", "GCP_TPS");
+        else
+        {
+            gcpOptions.SetNameValue("METHOD", "GCP_POLYNOMIAL");
+            gcpOptions.SetNameValue("MAX_GCP_ORDER", QByteArray::number(order).constData());
+        }
         TransformerPtr transformer(GDALCreateGenImgProjTransformer2(source.get(), out.get(), gcpOptions.List()));
         if (!transformer)
             throw AlgoError(QStringLiteral("VYRMatch: the fitted model cannot be used: %1")
@@ -317,7 +325,7 @@ protected:
         out.commit();
         outputs.add("TiePoints", QString::number(kept));
         outputs.add("RMSE", QString::number(rmse, 'f', 4));
-        outputs.add("Model", QStringLiteral("polynomial order %1").arg(order));
+        outputs.add("Model", thinPlate ? QStringLiteral("thin-plate spline") : QStringLiteral("polynomial order %1").arg(order));
         setResult(outputs.result());
         progress(100);
         return true;
