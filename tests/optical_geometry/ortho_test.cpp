@@ -181,11 +181,14 @@ TEST(RpcText, BothLayoutsGiveTheModelAndItMapsLikeGdal)
 {
     GDALAllRegister();
     const RpcModel m = syntheticRpc();
-    RpcModel fromRpb, fromTxt;
+    RpcModel fromRpb, fromTxt, fromKeyList;
     std::string error;
     ASSERT_TRUE(optgeo::parseRpcText(rpbText(m).toStdString(), &fromRpb, &error)) << error;
     ASSERT_TRUE(optgeo::parseRpcText(rpcTxtText(m).toStdString(), &fromTxt, &error)) << error;
-    for (const RpcModel* r : {&fromRpb, &fromTxt})
+    // Key lists without the semicolons, line ends CR LF.
+    ASSERT_TRUE(optgeo::parseRpcText(rpbText(m).remove(';').replace("\n", "\r\n").toStdString(), &fromKeyList, &error))
+        << error;
+    for (const RpcModel* r : {&fromRpb, &fromTxt, &fromKeyList})
     {
         EXPECT_DOUBLE_EQ(r->longScale, m.longScale);
         EXPECT_DOUBLE_EQ(r->heightOff, m.heightOff);
