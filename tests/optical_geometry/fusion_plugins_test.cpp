@@ -384,3 +384,35 @@ TEST(FusionPlugins, LandsatReducedScaleFigures)
         QFile::remove(out);
     }
 }
+
+TEST(FusionPlugins, AStoppedRunLeavesNothingAndProgressIsMonotonic)
+{
+    QTemporaryDir dir;
+    const QString ms = dir.filePath("ms.tif"), pan = dir.filePath("pan.tif"), out = dir.filePath("out.tif");
+    makePair(ms, pan, plane, [](double x, double y) { return plane(0, x, y) + plane(2, x, y); });
+    {
+        RecordingResult recording;
+        bool ok = false;
+        {
+            StdoutCapture capture;
+            ok = ExcuteAlgo_PansharpFuseAlg(pan.toUtf8(), ms.toUtf8(), out.toUtf8(), 3, &recording.record);
+        }
+        ASSERT_TRUE(ok);
+        ASSERT_FALSE(recording.progress.empty());
+        EXPECT_TRUE(std::is_sorted(recording.progress.begin(), recording.progress.end()));
+        EXPECT_EQ(recording.progress.back(), 100.0);
+    }
+    QFile::remove(out);
+    QFile::remove(dir.filePath("out_quality.json"));
+    RecordingResult recording;
+    recording.answer = -1; // a negative answer asks the plug-in to stop
+    bool ok = true;
+    {
+        StdoutCapture capture;
+        ok = ExcuteAlgo_PansharpFuseAlg(pan.toUtf8(), ms.toUtf8(), out.toUtf8(), 3, &recording.record);
+    }
+    EXPECT_FALSE(ok);
+    EXPECT_EQ(recording.record.code, -2);
+    EXPECT_FALSE(QFileInfo::exists(out));
+    EXPECT_FALSE(QFileInfo::exists(dir.filePath("out_quality.json")));
+}

@@ -469,6 +469,21 @@ TEST(Orthorectification, ControlPointsRemoveASyntheticBias)
         }
     EXPECT_GT(checked, 1000u);
     EXPECT_LT(worst, 0.2);
+
+    // Stopped by the host after the residuals were written: neither they nor the image stay.
+    RecordingResult stop;
+    stop.answer = -1;
+    const QString stopped = dir.filePath("stopped.tif");
+    bool ok = true;
+    {
+        StdoutCapture quiet;
+        ok = ExcuteAlgo_VYROrtho(image.toUtf8(), "", rpb.toUtf8(), gcp.toUtf8(), stopped.toUtf8(), 5, "bilinear", 0,
+                                 float(groundHeight), 0, &stop.record);
+    }
+    EXPECT_FALSE(ok);
+    EXPECT_EQ(stop.record.code, -2);
+    EXPECT_FALSE(QFileInfo::exists(stopped));
+    EXPECT_FALSE(QFileInfo::exists(dir.filePath("stopped_gcp_residuals.csv")));
 }
 
 TEST(Orthorectification, HyperspectralCubeKeepsItsBandMetadataAndTakesTheOutputType)
