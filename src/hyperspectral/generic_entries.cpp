@@ -8,8 +8,8 @@ ALGO_API bool ExcuteAlgo_HysOrthorectification(const char* inputFile, const char
     return runGenericEntry("HysOrthorectification",
         {
             requiredText("InputFile", inputFile),
-            requiredText("DEMFile", demFile),
-            requiredText("RPCFile", rpcFile),
+            text("DEMFile", demFile),
+            text("RPCFile", rpcFile),
             text("GCPFile", gcpFile),
             outputPath("OutputFile", outputFile),
             text("ResampleMethod", resampleMethod),

@@ -8,8 +8,8 @@ ALGO_API bool ExcuteAlgo_VYROrtho(const char* inputFile, const char* demFile, co
     return runGenericEntry("VYROrtho",
         {
             requiredText("InputFile", inputFile),
-            requiredText("DEMFile", demFile),
-            requiredText("RPCFile", rpcFile),
+            text("DEMFile", demFile),
+            text("RPCFile", rpcFile),
             text("GCPFile", gcpFile),
             outputPath("OutputFile", outputFile),
             number("Resolution", resolution),
@@ -138,8 +138,8 @@ ALGO_API bool ExcuteAlgo_BuildGLT(const char* inputFile, const char* latFile, co
     return runGenericEntry("BuildGLT",
         {
             requiredText("InputFile", inputFile),
-            requiredText("LatFile", latFile),
-            requiredText("LonFile", lonFile),
+            text("LatFile", latFile),
+            text("LonFile", lonFile),
             outputPath("OutputFile", outputFile),
         },
         result);

@@ -126,7 +126,7 @@ TEST_F(Dispatch, MetadataRowsPrintTheirParametersAsTheyAreRead)
         << printed;
 }
 
-// ThresholdSplit and VYROrtho stay generic entries; the test plug-in stands in for them and echoes its record.
+// ThresholdSplit and MSS_Export stay generic entries; the test plug-in stands in for them and echoes its record.
 TEST_F(Dispatch, ParametersAreConvertedByKindAndMissingOnesArriveEmptyOrZero)
 {
     struct Row
@@ -141,10 +141,8 @@ TEST_F(Dispatch, ParametersAreConvertedByKindAndMissingOnesArriveEmptyOrZero)
          {"echo InputFile=QString:in.tif", "echo Band=int:4", "echo Threshold=double:0", "echo OutputFile=QString:out.tif"}},
         {"ThresholdSplit", R"({"InputFile":"in.tif","OutputFile":"out.tif"})",
          {"echo InputFile=QString:in.tif", "echo Band=int:0", "echo Threshold=double:0", "echo OutputFile=QString:out.tif"}},
-        {"VYROrtho",
-         R"({"InputFile":"i","DEMFile":"d","RPCFile":"r","OutputFile":"o","Resolution":"2.5","BlockSize":"256","DefaultHeight":1e2})",
-         {"echo Resolution=float:2.5", "echo BlockSize=qlonglong:256", "echo DefaultHeight=float:100",
-          "echo HeightOffset=float:0", "echo GCPFile=QString:"}},
+        {"MSS_Export", R"({"InputFile":"i","OutputFile":"o","Scale":"2.5","Threshold":1e2})",
+         {"echo Scale=float:2.5", "echo Threshold=double:100", "echo Fields=QString:"}},
     };
     for (const Row& row : rows)
     {
