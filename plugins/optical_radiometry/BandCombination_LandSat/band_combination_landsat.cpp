@@ -46,11 +46,10 @@ protected:
                             .arg(QString::fromStdString(scene.landsat.sensor)));
 
         // Every band file opens and lies on the same grid before anything is written.
-        const QDir folder = QFileInfo(mtlPath).absoluteDir();
         std::vector<algokit::DatasetPtr> inputs;
         for (const std::string& id : ids)
         {
-            const QString path = bandFile(folder, mtlPath, *scene.band(id));
+            const QString path = radiometry::landsatBandFile(mtlPath, *scene.band(id));
             if (path.isEmpty())
                 args.refuse(QStringLiteral("InputDir"), inputDir,
                             QStringLiteral("lacks the image of band %1 (%2)")
@@ -118,23 +117,6 @@ private:
             args.refuse(QStringLiteral("InputDir"), inputDir,
                         QStringLiteral("holds %1 MTL files; give the one to use").arg(found.size()));
         return folder.filePath(found.front());
-    }
-
-    // The band's image: the file the MTL names, else <MTL prefix>_B<id> with a TIFF suffix (deliveries are
-    // often renamed), case ignored.
-    static QString bandFile(const QDir& folder, const QString& mtlPath, const optical::BandCoefficients& band)
-    {
-        const QString prefix = QFileInfo(mtlPath).fileName().chopped(8); // without "_MTL.txt"
-        const QStringList wanted{QString::fromStdString(band.fileName).toUpper(),
-                                 (prefix + QStringLiteral("_B") + QString::fromStdString(band.id)).toUpper()};
-        for (const QString& name : folder.entryList(QDir::Files))
-        {
-            const QString upper = name.toUpper();
-            if (upper == wanted[0] || upper == wanted[1] + QLatin1String(".TIF") ||
-                upper == wanted[1] + QLatin1String(".TIFF"))
-                return folder.filePath(name);
-        }
-        return QString();
     }
 };
 

@@ -199,6 +199,22 @@ QString findMetadataBeside(const QString& imagePath)
     return QString();
 }
 
+QString landsatBandFile(const QString& mtlPath, const optical::BandCoefficients& band)
+{
+    const QDir folder = QFileInfo(mtlPath).absoluteDir();
+    const QString prefix = QFileInfo(mtlPath).fileName().chopped(8).toUpper(); // without "_MTL.txt"
+    const QString named = QString::fromStdString(band.fileName).toUpper();
+    const QString renamed = prefix + QStringLiteral("_B") + QString::fromStdString(band.id).toUpper();
+    for (const QString& name : folder.entryList(QDir::Files))
+    {
+        const QString upper = name.toUpper();
+        if ((!named.isEmpty() && upper == named) || upper == renamed + QLatin1String(".TIF") ||
+            upper == renamed + QLatin1String(".TIFF"))
+            return folder.filePath(name);
+    }
+    return QString();
+}
+
 QString sentinel2ProductXml(const QString& productPath)
 {
     QString root = productPath;

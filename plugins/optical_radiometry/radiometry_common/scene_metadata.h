@@ -61,6 +61,10 @@ void writeSceneGeometry(GDALDataset* dataset, const SceneMetadata& scene);
 // The Landsat MTL or Sentinel-2 product XML delivered with an image file, or an empty text.
 QString findMetadataBeside(const QString& imagePath);
 
+// The image of a Landsat band beside its MTL: the file the MTL names, else <MTL prefix>_B<id> with a TIFF
+// suffix (deliveries are often renamed), case ignored; empty when there is none.
+QString landsatBandFile(const QString& mtlPath, const optical::BandCoefficients& band);
+
 // The product XML of a Sentinel-2 product given as a SAFE folder, a .zip or the XML itself (a /vsizip/ path
 // for a zip), or an empty text.
 QString sentinel2ProductXml(const QString& productPath);
