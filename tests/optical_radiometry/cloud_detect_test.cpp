@@ -126,8 +126,10 @@ TEST(CloudKernels, FillDepressionsReachesTheFixedPoint)
     std::vector<float> filled = image;
     radiometry::fillDepressions(filled.data(), w, h);
     for (size_t i = 0; i < image.size(); ++i)
+    {
         if (!std::isnan(image[i]))
             EXPECT_FLOAT_EQ(filled[i], expected[i]) << i;
+    }
 }
 
 TEST(CloudKernels, ShadowFoundAwayFromTheSun)
