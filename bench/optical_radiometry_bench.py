@@ -26,7 +26,7 @@ SAMPLE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "s
 def run_entry(entry, *args):
     command = [os.path.join(BUILD, "bin", "algofactory"), "call", entry] + [str(a) for a in args]
     start = time.perf_counter()
-    subprocess.run(command, check=True, stdout=subprocess.DEVNULL)
+    subprocess.run(command, check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     return time.perf_counter() - start
 
 
@@ -120,8 +120,10 @@ def main():
         ours = run_entry("ExcuteAlgo_VYRCalibration", stack, out, 1, "")
         peer = run_python(NUMPY_CALIBRATION.format(src=stack, dst=os.path.join(tmp, "toa_numpy.tif")))
         report(f"TOA reflectance {SIZE}^2 x 4", ours, "numpy", peer)
-        a = gdal.Open(out).GetRasterBand(3).ReadAsArray(0, 0, 512, 512)
-        b = gdal.Open(os.path.join(tmp, "toa_numpy.tif")).GetRasterBand(3).ReadAsArray(0, 0, 512, 512)
+        ours_ds, numpy_ds = gdal.Open(out), gdal.Open(os.path.join(tmp, "toa_numpy.tif"))
+        a = ours_ds.GetRasterBand(3).ReadAsArray(0, 0, 512, 512)
+        b = numpy_ds.GetRasterBand(3).ReadAsArray(0, 0, 512, 512)
+        ours_ds = numpy_ds = None
         print(f"  largest difference from numpy: {np.abs(a - b).max():.2e}")
 
         if not os.path.isdir(SAMPLE):
@@ -133,7 +135,9 @@ def main():
         ours = run_entry("ExcuteAlgo_Clouddetect", os.path.join(scene, "t_MTL.txt"))
         peer = run_python(NUMPY_FMASK.format(folder=scene, dst=os.path.join(tmp, "cloud_numpy.tif")))
         tiled = gdal.Open(os.path.join(scene, "t_B2.tif"))
-        report(f"cloud detection {tiled.RasterXSize} x {tiled.RasterYSize} (sample tiled {TILES} x {TILES})", ours,
+        width, height = tiled.RasterXSize, tiled.RasterYSize
+        tiled = None
+        report(f"cloud detection {width} x {height} (sample tiled {TILES} x {TILES})", ours,
                "numpy Fmask passes without shadows", peer)
         m = gdal.Open(os.path.join(scene, "t_cloudmask.tif")).ReadAsArray() == 1
         n = gdal.Open(os.path.join(tmp, "cloud_numpy.tif")).ReadAsArray() == 1

@@ -128,7 +128,9 @@ TEST(CloudKernels, FillDepressionsReachesTheFixedPoint)
     for (size_t i = 0; i < image.size(); ++i)
     {
         if (!std::isnan(image[i]))
-            EXPECT_FLOAT_EQ(filled[i], expected[i]) << i;
+        {
+            EXPECT_NEAR(filled[i], expected[i], 2.0 / 65535) << i; // one level step of the range
+        }
     }
 }
 

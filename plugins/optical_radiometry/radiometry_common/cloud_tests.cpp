@@ -5,7 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <queue>
+#include <limits>
 
 namespace radiometry
 {
@@ -195,55 +195,68 @@ void fourBandClouds(const CloudBands& b, size_t count, uint8_t* flags)
 
 void fillDepressions(float* image, int width, int height)
 {
-    struct Cell
-    {
-        float level;
-        int index;
-        bool operator>(const Cell& other) const { return level > other.level; }
-    };
-    std::priority_queue<Cell, std::vector<Cell>, std::greater<Cell>> open;
-    std::vector<uint8_t> closed(size_t(width) * size_t(height), 0);
-    const auto seed = [&](int x, int y) {
-        const int i = y * width + x;
-        if (closed[size_t(i)])
+    // Priority flood with a bucket queue over 65536 levels of the image's range: linear in the pixels; a pixel
+    // may rise up to one level step (range / 65535) short of or past its exact fill.
+    const size_t count = size_t(width) * size_t(height);
+    float low = std::numeric_limits<float>::max(), high = -std::numeric_limits<float>::max();
+    for (size_t i = 0; i < count; ++i)
+        if (!std::isnan(image[i]))
+        {
+            low = std::min(low, image[i]);
+            high = std::max(high, image[i]);
+        }
+    if (low > high)
+        return;
+    constexpr int kLevels = 65536;
+    const double perLevel = high > low ? (kLevels - 1) / double(high - low) : 0.0;
+    const auto levelOf = [&](float v) { return std::clamp(int((double(v) - low) * perLevel), 0, kLevels - 1); };
+    std::vector<std::vector<int>> buckets(kLevels);
+    std::vector<uint8_t> closed(count, 0);
+    const auto seed = [&](size_t i) {
+        if (closed[i])
             return;
-        closed[size_t(i)] = 1;
+        closed[i] = 1;
         if (std::isnan(image[i]))
-            image[i] = -1e30f;
-        open.push({image[i], i});
+            image[i] = low; // no data drains like the border
+        buckets[size_t(levelOf(image[i]))].push_back(int(i));
     };
     for (int x = 0; x < width; ++x)
     {
-        seed(x, 0);
-        seed(x, height - 1);
+        seed(size_t(x));
+        seed(size_t(height - 1) * size_t(width) + size_t(x));
     }
     for (int y = 0; y < height; ++y)
     {
-        seed(0, y);
-        seed(width - 1, y);
+        seed(size_t(y) * size_t(width));
+        seed(size_t(y) * size_t(width) + size_t(width - 1));
     }
-    // No-data pixels inside the image drain like the border.
-    for (int i = 0; i < width * height; ++i)
-        if (std::isnan(image[i]) && !closed[size_t(i)])
-            seed(i % width, i / width);
+    for (size_t i = 0; i < count; ++i)
+        if (std::isnan(image[i]))
+            seed(i);
     static const int dx[] = {-1, 0, 1, -1, 1, -1, 0, 1}, dy[] = {-1, -1, -1, 0, 0, 1, 1, 1};
-    while (!open.empty())
+    for (int level = 0; level < kLevels; ++level)
     {
-        const Cell cell = open.top();
-        open.pop();
-        const int x = cell.index % width, y = cell.index / width;
-        for (int k = 0; k < 8; ++k)
+        std::vector<int>& bucket = buckets[size_t(level)];
+        while (!bucket.empty())
         {
-            const int nx = x + dx[k], ny = y + dy[k];
-            if (nx < 0 || ny < 0 || nx >= width || ny >= height)
-                continue;
-            const int n = ny * width + nx;
-            if (closed[size_t(n)])
-                continue;
-            closed[size_t(n)] = 1;
-            image[n] = std::max(image[n], cell.level);
-            open.push({image[n], n});
+            const int index = bucket.back();
+            bucket.pop_back();
+            const float value = image[index];
+            const int x = index % width, y = index / width;
+            for (int k = 0; k < 8; ++k)
+            {
+                const int nx = x + dx[k], ny = y + dy[k];
+                if (nx < 0 || ny < 0 || nx >= width || ny >= height)
+                    continue;
+                const size_t n = size_t(ny) * size_t(width) + size_t(nx);
+                if (closed[n])
+                    continue;
+                closed[n] = 1;
+                image[n] = std::max(image[n], value);
+                buckets[size_t(std::max(level, levelOf(image[n])))].push_back(int(n));
+            }
         }
+        std::vector<int>().swap(bucket);
     }
 }
 
