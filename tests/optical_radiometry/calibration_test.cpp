@@ -36,6 +36,15 @@ CalibrationRun calibrate(const QString& input, const QString& output, int type, 
     return run;
 }
 
+std::string bandText(const QString& path)
+{
+    GDALDataset* ds = GDALDataset::Open(path.toUtf8().constData());
+    const std::string text = ds ? ds->GetRasterBand(1)->GetDescription() : "(no file)";
+    if (ds)
+        GDALClose(ds);
+    return text;
+}
+
 double mean(const std::vector<double>& values)
 {
     double sum = 0;
@@ -218,4 +227,33 @@ TEST(Calibration, RefusalsNameTheParameterAndLeaveNothing)
         EXPECT_EQ(run.message, row.message.toStdString());
         EXPECT_FALSE(QFile::exists(output)) << row.message.toStdString();
     }
+}
+
+TEST(Calibration, Sentinel2BandFromItsProduct)
+{
+    SKIP_WITHOUT_SHARED_DATA("sentinel2/s2_B05.jp2");
+    QTemporaryDir dir;
+    const QString safe = opticalfixtures::makeSentinel2Safe(dir.path(), "L1C", "04.00", true);
+    ASSERT_FALSE(safe.isEmpty());
+    // The band inside the product: its XML is found three folders up, the tile XML (sun zenith 60) beside it.
+    const QString band = safe + "/GRANULE/L1C_T18SVG_A002939_20160112T155852/IMG_DATA/T18SVG_20160112T155852_B05.jp2";
+    const QString reflectance = dir.filePath("rho.tif"), radiance = dir.filePath("l.tif");
+    CalibrationRun run = calibrate(band, reflectance, 1, QString());
+    ASSERT_TRUE(run.ok) << run.message;
+    run = calibrate(band, radiance, 0, QString());
+    ASSERT_TRUE(run.ok) << run.message;
+    const std::vector<double> dn = readBand(band, 1), rho = readBand(reflectance, 1), l = readBand(radiance, 1);
+    // B05: E = 1424.64 W/(m2 um), U = 1.03411047670495 in the fixture's XML.
+    const double toRadiance = 1424.64 * std::cos(60 * kDegree) * 1.03411047670495 / M_PI;
+    for (size_t i = 0; i < dn.size(); i += 7)
+    {
+        if (dn[i] == 0)
+        {
+            EXPECT_EQ(rho[i], -9999.0);
+            continue;
+        }
+        EXPECT_NEAR(rho[i], (dn[i] - 1000) / 10000, 1e-6);
+        EXPECT_NEAR(l[i], (dn[i] - 1000) / 10000 * toRadiance, 1e-4 * std::max(1.0, std::fabs(l[i])));
+    }
+    EXPECT_EQ(bandText(reflectance), "B05 (Red edge 1)");
 }

@@ -7,6 +7,8 @@
 #include <QDir>
 #include <QFile>
 
+#include <cpl_conv.h>
+
 #include <cmath>
 
 using namespace testsupport;
@@ -187,6 +189,35 @@ TEST(Sen2DataTransform2, CoarseningAveragesByMapCoordinates)
                 sum += b05[size_t(r * width20 + c)];
         EXPECT_NEAR(out05[size_t(j * width60 + i)], sum / 9 - 1000, 1e-2) << i << "," << j;
     }
+}
+
+TEST(Sen2DataTransform2, ReadsAZippedProduct)
+{
+    SKIP_WITHOUT_SHARED_DATA("sentinel2/s2_B05.jp2");
+    QTemporaryDir dir;
+    const QString safe = opticalfixtures::makeSentinel2Safe(dir.path(), "L1C", "02.01", false);
+    const QString zip = dir.filePath("S2A_MSI_TEST.zip");
+    void* archive = CPLCreateZip(zip.toUtf8().constData(), nullptr);
+    ASSERT_TRUE(archive);
+    const QString granule = "GRANULE/L1C_T18SVG_A002939_20160112T155852/";
+    for (const QString& name : {QString("MTD_MSIL1C.xml"), granule + "MTD_TL.xml",
+                                granule + "IMG_DATA/T18SVG_20160112T155852_B8A.jp2"})
+    {
+        QFile file(safe + "/" + name);
+        ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+        const QByteArray bytes = file.readAll();
+        ASSERT_EQ(CPLCreateFileInZip(archive, ("S2A_MSI_TEST.SAFE/" + name).toUtf8().constData(), nullptr), CE_None);
+        ASSERT_EQ(CPLWriteFileInZip(archive, bytes.constData(), bytes.size()), CE_None);
+        ASSERT_EQ(CPLCloseFileInZip(archive), CE_None);
+    }
+    ASSERT_EQ(CPLCloseZip(archive), CE_None);
+    const QString output = dir.filePath("from_zip.tif");
+    const EntryRun run = stackSentinel2(zip, output, "B8A", 20, 10000, 0);
+    ASSERT_TRUE(run.ok) << run.message;
+    const std::vector<double> dn = readBand(sharedDataPath("sentinel2/s2_B8A.jp2"), 1), out = readBand(output, 1);
+    ASSERT_EQ(out.size(), dn.size());
+    for (size_t i = 0; i < dn.size(); i += 997)
+        EXPECT_NEAR(out[i], dn[i] == 0 ? -9999 : dn[i], 1e-3); // baseline 02.01: no offset; Scale 10000
 }
 
 TEST(Sen2DataTransform2, AllBandsOfAResolutionAndRefusals)
