@@ -220,6 +220,8 @@ private:
             if (role == kThermal && !oli && !meta.band(id))
                 id = "6_VCID_1";
             const optical::BandCoefficients* band = meta.band(id);
+            if (band && role == kThermal && !band->hasThermal())
+                continue; // a thermal band without K1/K2 gives no temperature
             if (!band)
             {
                 if (role == kCirrus || role == kThermal)
