@@ -16,6 +16,7 @@
 
 #include <cmath>
 #include <limits>
+#include <mutex>
 #include <vector>
 
 namespace
@@ -83,15 +84,24 @@ protected:
         const int step = algokit::rowsPerBlock(grid, 4 * kRoleCount);
         radiometry::Histogram landTemperature(-100, 80, 3600), waterTemperature(-100, 80, 3600);
         std::vector<float> values[kRoleCount];
+        std::mutex histogramLock; // the block's rows are shared among the cores; histograms merge under it
 
         // Pass 1: spectral tests, clear-sky temperatures.
         algokit::forEachRowBlock(height, step, [&](int row0, int rows) {
             const CloudBands bands = readBlock(scene, row0, rows, values);
             const size_t offset = size_t(row0) * size_t(width), count = size_t(rows) * size_t(width);
-            if (scene.full())
-                radiometry::cloudFirstPass(bands, count, flags.data() + offset, &landTemperature, &waterTemperature);
-            else
-                radiometry::fourBandClouds(bands, count, flags.data() + offset);
+            algokit::parallelFor(rows, [&](int begin, int end) {
+                const size_t first = size_t(begin) * size_t(width), part = size_t(end - begin) * size_t(width);
+                const CloudBands slice = shifted(bands, first);
+                radiometry::Histogram land(-100, 80, 3600), water(-100, 80, 3600);
+                if (scene.full())
+                    radiometry::cloudFirstPass(slice, part, flags.data() + offset + first, &land, &water);
+                else
+                    radiometry::fourBandClouds(slice, part, flags.data() + offset + first);
+                const std::lock_guard<std::mutex> guard(histogramLock);
+                landTemperature.merge(land);
+                waterTemperature.merge(water);
+            });
             std::copy(bands.nir, bands.nir + count, nir.begin() + std::ptrdiff_t(offset));
             progress(40.0 * (row0 + rows) / height);
         });
@@ -107,9 +117,15 @@ protected:
             radiometry::Histogram clearLand(-2, 3, 5000);
             algokit::forEachRowBlock(height, step, [&](int row0, int rows) {
                 const CloudBands bands = readBlock(scene, row0, rows, values);
-                const size_t offset = size_t(row0) * size_t(width), count = size_t(rows) * size_t(width);
-                radiometry::cloudSecondPass(bands, count, temperatures, flags.data() + offset,
-                                            landProbability.data() + offset, &clearLand);
+                const size_t offset = size_t(row0) * size_t(width);
+                algokit::parallelFor(rows, [&](int begin, int end) {
+                    const size_t first = size_t(begin) * size_t(width), part = size_t(end - begin) * size_t(width);
+                    radiometry::Histogram land(-2, 3, 5000);
+                    radiometry::cloudSecondPass(shifted(bands, first), part, temperatures, flags.data() + offset + first,
+                                                landProbability.data() + offset + first, &land);
+                    const std::lock_guard<std::mutex> guard(histogramLock);
+                    clearLand.merge(land);
+                });
                 progress(40.0 + 40.0 * (row0 + rows) / height);
             });
             // With almost no clear land every potential cloud is cloud.
@@ -154,6 +170,22 @@ protected:
     }
 
 private:
+    // The same bands from `offset` pixels on.
+    static CloudBands shifted(const CloudBands& bands, size_t offset)
+    {
+        const auto at = [offset](const float* p) { return p ? p + offset : nullptr; };
+        CloudBands part;
+        part.blue = at(bands.blue);
+        part.green = at(bands.green);
+        part.red = at(bands.red);
+        part.nir = at(bands.nir);
+        part.swir1 = at(bands.swir1);
+        part.swir2 = at(bands.swir2);
+        part.cirrus = at(bands.cirrus);
+        part.temperature = at(bands.temperature);
+        return part;
+    }
+
     // "<folder>/<name>_cloudmask.tif", the name without a trailing "_MTL".
     static QString maskPath(const QString& input)
     {
