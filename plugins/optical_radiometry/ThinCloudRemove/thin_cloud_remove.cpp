@@ -1,6 +1,6 @@
 // Plug-in "ThinCloudRemove": haze and thin-cloud removal that keeps the image's radiometric units and data type.
-// Method 0: haze-optimised transform, smoothed over cells, with per-band dark-value subtraction by HOT level (Zhang,
-// Guindon and Cihlar 2002);
+// Method 0: haze-optimised transform, smoothed over cells, with per-band subtraction of the dark value's rise with HOT
+// (Zhang, Guindon and Cihlar 2002);
 // 1: dark-channel prior with a guided filter (He, Sun and Tang 2011); 2: homomorphic filtering (the low-frequency
 // part of the log image, taken on a coarse grid, pulled toward its scene mean).
 #include "generic_params.h"
@@ -291,6 +291,7 @@ private:
         const long long minimum = std::max<long long>(200, total / 200);
         std::vector<int> levelOf(kHotBins, 0);
         std::vector<double> levelCentre;
+        std::vector<long long> levelCount;
         int level = 0;
         long long inLevel = 0, seen = 0;
         double weighted = 0;
@@ -306,6 +307,7 @@ private:
             if (inLevel >= minimum || h == kHotBins - 1)
             {
                 levelCentre.push_back(inLevel ? weighted / double(inLevel) : h);
+                levelCount.push_back(inLevel);
                 ++level;
                 inLevel = 0;
                 weighted = 0;
@@ -320,22 +322,24 @@ private:
                 for (int v = 0; v < kValueBins; ++v)
                     byLevel[size_t(levelOf[size_t(h)])][size_t(v)] += counts[size_t(b)][size_t(h)][size_t(v)];
             const std::vector<double> offsets =
-                radiometry::hazeOffsetsByLevel(byLevel, range[size_t(b)].low, range[size_t(b)].high, reference, 5.0);
-            // Linear between level centres, so that neighbouring HOT values get neighbouring offsets.
-            for (int h = 0; h < kHotBins; ++h)
+                radiometry::hazeOffsetsByLevel(byLevel, range[size_t(b)].low, range[size_t(b)].high, reference, 1.0);
+            // A line through the levels' dark-value rises (weighted by their pixels) gives the band's haze
+            // response to HOT; single levels are too noisy to subtract as they are.
+            double sw = 0, sx = 0, sy = 0, sxx = 0, sxy = 0;
+            for (int k = reference; k >= 0 && k < levels; ++k)
             {
-                const auto next = std::lower_bound(levelCentre.begin(), levelCentre.end(), double(h));
-                const size_t k = size_t(next - levelCentre.begin());
-                if (k == 0)
-                    offsetByBin[size_t(b)][size_t(h)] = offsets.front();
-                else if (k >= levelCentre.size())
-                    offsetByBin[size_t(b)][size_t(h)] = offsets.back();
-                else
-                {
-                    const double t = (h - levelCentre[k - 1]) / std::max(1e-9, levelCentre[k] - levelCentre[k - 1]);
-                    offsetByBin[size_t(b)][size_t(h)] = offsets[k - 1] + t * (offsets[k] - offsets[k - 1]);
-                }
+                const double w = double(levelCount[size_t(k)]), x = levelCentre[size_t(k)] - levelCentre[size_t(reference)];
+                sw += w;
+                sx += w * x;
+                sy += w * offsets[size_t(k)];
+                sxx += w * x * x;
+                sxy += w * x * offsets[size_t(k)];
             }
+            const double denominator = sw * sxx - sx * sx;
+            const double slope = denominator > 0 ? std::max(0.0, (sw * sxy - sx * sy) / denominator) : 0.0;
+            for (int h = 0; h < kHotBins; ++h)
+                offsetByBin[size_t(b)][size_t(h)] =
+                    reference >= 0 ? std::max(0.0, slope * (h - levelCentre[size_t(reference)])) : 0.0;
         }
         counts.clear();
 
