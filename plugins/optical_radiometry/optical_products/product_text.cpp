@@ -43,11 +43,6 @@ std::string upper(std::string text)
     return text;
 }
 
-bool endsWithNoCase(const std::string& text, const std::string& suffix)
-{
-    return text.size() >= suffix.size() && upper(text.substr(text.size() - suffix.size())) == upper(suffix);
-}
-
 bool parseIsoDate(const std::string& text, int* year, int* month, int* day)
 {
     const std::string t = trimmed(text);

@@ -10,7 +10,6 @@ namespace optical
 double parseNumber(const std::string& text);
 std::string trimmed(const std::string& text);
 std::string upper(std::string text);
-bool endsWithNoCase(const std::string& text, const std::string& suffix);
 // "2015-08-04" (or the date part of "2015-08-04T16:19:21Z") to year, month, day; false when it is not a date.
 bool parseIsoDate(const std::string& text, int* year, int* month, int* day);
 

@@ -260,18 +260,6 @@ void fillDepressions(float* image, int width, int height)
     }
 }
 
-void dilateClass(uint8_t* mask, int width, int height, uint8_t value, int radius, uint8_t keep)
-{
-    if (radius <= 0)
-        return;
-    cv::Mat source(height, width, CV_8U, mask);
-    cv::Mat binary = source == value, grown;
-    cv::dilate(binary, grown, cv::getStructuringElement(cv::MORPH_RECT, cv::Size(2 * radius + 1, 2 * radius + 1)));
-    for (int i = 0; i < width * height; ++i)
-        if (grown.data[i] && mask[i] != keep)
-            mask[i] = value;
-}
-
 int matchCloudShadows(uint8_t* mask, const uint8_t* potentialShadow, int width, int height, double sunAzimuth,
                       double sunZenith, double pixelSize, double minHeight, double maxHeight, double minSimilarity)
 {

@@ -92,9 +92,6 @@ void fourBandClouds(const CloudBands& bands, size_t count, uint8_t* flags);
 // water would leave it toward the border. NaN pixels count as border.
 void fillDepressions(float* image, int width, int height);
 
-// Grows the pixels of `mask` equal to `value` by `radius` pixels (square), without overwriting `keep`.
-void dilateClass(uint8_t* mask, int width, int height, uint8_t value, int radius, uint8_t keep);
-
 // Shadows: each 8-connected cloud object is moved away from the sun over cloud heights from minHeight to maxHeight
 // (metres); the height whose footprint lies most on potential shadow (or other cloud) wins when that share
 // exceeds minSimilarity, and the footprint there becomes shadow where it is not cloud. Returns the objects matched.

@@ -25,12 +25,6 @@ void PairHistogram::add(double x, double y)
     ++m_counts[size_t(bx) * size_t(m_bins) + size_t(by)];
 }
 
-void PairHistogram::merge(const PairHistogram& other)
-{
-    for (size_t i = 0; i < m_counts.size(); ++i)
-        m_counts[i] += other.m_counts[i];
-}
-
 long long PairHistogram::columnCount(int x) const
 {
     long long sum = 0;

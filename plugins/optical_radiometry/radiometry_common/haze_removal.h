@@ -17,7 +17,6 @@ class PairHistogram
 public:
     PairHistogram(double lowX, double highX, double lowY, double highY, int bins);
     void add(double x, double y);
-    void merge(const PairHistogram& other);
     int bins() const { return m_bins; }
     double xAt(int bin) const { return m_lowX + (bin + 0.5) * (m_highX - m_lowX) / m_bins; }
     double yAt(int bin) const { return m_lowY + (bin + 0.5) * (m_highY - m_lowY) / m_bins; }

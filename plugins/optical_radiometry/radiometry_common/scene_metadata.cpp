@@ -76,7 +76,7 @@ void selectTableSensor(const optical::CoefficientTable& table, const QString& im
     scene->bands = table.bandsOf(best);
 }
 
-void loadSentinel2(const QString& xmlPath, const std::string& text, SceneMetadata* scene)
+void loadSentinel2(const std::string& text, SceneMetadata* scene)
 {
     scene->kind = ProductKind::Sentinel2;
     scene->sentinel2 = optical::parseSentinel2ProductXml(text);
@@ -90,7 +90,6 @@ void loadSentinel2(const QString& xmlPath, const std::string& text, SceneMetadat
             break;
         }
     }
-    (void)xmlPath;
     scene->sun = scene->sentinel2.sun;
     scene->date = scene->sentinel2.date;
     for (const optical::Sentinel2Band& band : scene->sentinel2.bands)
@@ -154,9 +153,12 @@ SceneMetadata loadSceneMetadata(const QString& path, const QString& imagePath)
         scene.bands = scene.landsat.bands;
         return scene;
     }
-    if (optical::looksLikeSentinel2Xml(text) || text.compare(0, 1, "<") == 0 || text.compare(0, 5, "<?xml") == 0)
+    // An XML text (after a byte-order mark and blanks) is a Sentinel-2 description or nothing we read.
+    const size_t start = text.compare(0, 3, "\xEF\xBB\xBF") == 0 ? 3 : 0;
+    const size_t first = text.find_first_not_of(" \t\r\n", start);
+    if (optical::looksLikeSentinel2Xml(text) || (first != std::string::npos && text[first] == '<'))
     {
-        loadSentinel2(path, text, &scene);
+        loadSentinel2(text, &scene);
         return scene;
     }
     const optical::CoefficientTable table = optical::parseCoefficientTable(text);
