@@ -220,6 +220,40 @@ TEST(Sen2DataTransform2, ReadsAZippedProduct)
         EXPECT_NEAR(out[i], dn[i] == 0 ? -9999 : dn[i], 1e-3); // baseline 02.01: no offset; Scale 10000
 }
 
+TEST(Sen2DataTransform2, SceneClassificationOfAnL2AProduct)
+{
+    SKIP_WITHOUT_SHARED_DATA("sentinel2/s2_B05.jp2");
+    QTemporaryDir dir;
+    const QString safe = opticalfixtures::makeSentinel2Safe(dir.path(), "L2A", "04.00", true);
+    // A scene classification on B05's grid: class (x + y) % 12.
+    const QString scl = safe + "/GRANULE/L1C_T18SVG_A002939_20160112T155852/IMG_DATA/R20m/T18SVG_20160112T155852_SCL_20m.jp2";
+    GDALDataset* b05 = GDALDataset::Open(sharedDataPath("sentinel2/s2_B05.jp2").toUtf8().constData());
+    ASSERT_TRUE(b05);
+    const int width = b05->GetRasterXSize(), height = b05->GetRasterYSize();
+    double gt[6];
+    b05->GetGeoTransform(gt);
+    GDALDataset* classes = GetGDALDriverManager()->GetDriverByName("GTiff")->Create(scl.toUtf8().constData(), width, height, 1, GDT_Byte, nullptr);
+    ASSERT_TRUE(classes);
+    classes->SetGeoTransform(gt);
+    classes->SetSpatialRef(b05->GetSpatialRef());
+    std::vector<uint8_t> values(size_t(width) * size_t(height));
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x)
+            values[size_t(y) * size_t(width) + size_t(x)] = uint8_t((x + y) % 12);
+    ASSERT_EQ(classes->GetRasterBand(1)->RasterIO(GF_Write, 0, 0, width, height, values.data(), width, height, GDT_Byte, 0, 0), CE_None);
+    GDALClose(classes);
+    GDALClose(b05);
+
+    const QString output = dir.filePath("l2a.tif");
+    const EntryRun run = stackSentinel2(safe, output, "B05", 20, 1.0, 1);
+    ASSERT_TRUE(run.ok) << run.message;
+    EXPECT_EQ(bandText(output, 2), "SCL (scene classification)");
+    const std::vector<double> out = readBand(output, 2);
+    ASSERT_EQ(out.size(), values.size());
+    for (size_t i = 1; i < values.size(); i += 499)
+        EXPECT_EQ(out[i], values[i] == 0 ? -9999.0 : double(values[i])) << i; // class 0 is no data
+}
+
 TEST(Sen2DataTransform2, AllBandsOfAResolutionAndRefusals)
 {
     SKIP_WITHOUT_SHARED_DATA("sentinel2/s2_B05.jp2");

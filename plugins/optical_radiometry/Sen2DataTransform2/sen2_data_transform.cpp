@@ -173,6 +173,8 @@ protected:
             if (classes)
             {
                 algokit::readRows(classes->GetRasterBand(1), row0, rows, dn);
+                for (double& c : dn) // class 0 is the product's no data
+                    c = c == 0 ? double(radiometry::kOutputNoData) : c;
                 algokit::writeRows(output.band(bands - 1), row0, rows, dn);
             }
             progress(100.0 * (row0 + rows) / grid.height);
