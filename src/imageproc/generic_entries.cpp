@@ -28,7 +28,7 @@ ALGO_API bool ExcuteAlgo_VYRCalibration(const char* inputFile, const char* outpu
             requiredText("InputFile", inputFile),
             outputPath("OutputFile", outputFile),
             number("CalibrationType", calibrationType),
-            requiredText("CalibrationFile", calibrationFile),
+            text("CalibrationFile", calibrationFile),
         },
         result);
 }

@@ -149,7 +149,7 @@ ALGO_API bool ExcuteAlgo_QualityAtmosCorr(const char* inputFile, const char* ref
     return runGenericEntry("QualityAtmosCorr",
         {
             requiredText("InputFile", inputFile),
-            requiredText("ReferenceFile", referenceFile),
+            text("ReferenceFile", referenceFile),
             outputPath("ReportFile", reportFile),
             number("Option", option),
         },
