@@ -1,0 +1,25 @@
+// Plug-in "BandCombination2": chosen bands of several rasters into one raster (or .vrt) of the widest input type.
+#include "band_combination.h"
+#include "plugin_base.h"
+
+namespace
+{
+
+class BandCombination2 : public algokit::PluginBase
+{
+public:
+    BandCombination2() : PluginBase(QStringLiteral("BandCombination2")) {}
+
+protected:
+    bool run() override
+    {
+        algokit::GenericParams args(params<GenericAlgoRecord>(), GetName());
+        datautil::combineBands(
+            args, false, [this](double percent) { progress(percent); }, [this](const QString& path) { claimOutput(path); });
+        return true;
+    }
+};
+
+} // namespace
+
+ALGO_PLUGIN_FACTORY(BandCombination2)

@@ -1,0 +1,194 @@
+// Plug-in "RenderRaster": an 8-bit picture of a raster at full resolution (PNG, JPEG or GeoTIFF by suffix).
+#include "band_stack.h"
+#include "clip_stretch.h"
+#include "gdal_apps.h"
+#include "generic_params.h"
+#include "plugin_base.h"
+#include "raster_inputs.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <cmath>
+
+namespace
+{
+
+constexpr double kClip = 0.02;
+
+// The clip range of one band from its histogram (sampled by GDAL on large bands; nodata left out).
+datautil::StretchRange bandRange(GDALRasterBand* band)
+{
+    double minMax[2] = {0, 0};
+    CPLErrorReset();
+    if (band->ComputeRasterMinMax(TRUE, minMax) != CE_None)
+        return {0.0, 1.0}; // nothing but nodata: any range renders it transparent
+    const GDALDataType type = band->GetRasterDataType();
+    const bool integral = !GDALDataTypeIsFloating(type) && !GDALDataTypeIsComplex(type);
+    int buckets = 1024;
+    double low = minMax[0], high = minMax[1];
+    if (integral && high - low + 1 <= 4096)
+    {
+        // One bucket per value: the percentiles fall on the values themselves.
+        buckets = int(high - low + 1);
+        low -= 0.5;
+        high += 0.5;
+    }
+    else if (!(high > low))
+        high = low + 1.0;
+    std::vector<GUIntBig> raw(size_t(buckets), 0);
+    if (band->GetHistogram(low, high, buckets, raw.data(), TRUE, TRUE, GDALDummyProgress, nullptr) != CE_None)
+        return {minMax[0], minMax[1] > minMax[0] ? minMax[1] : minMax[0] + 1.0};
+    std::vector<std::uint64_t> counts(raw.begin(), raw.end());
+    return datautil::clipRange(counts, low, high, kClip);
+}
+
+class RenderRaster : public algokit::PluginBase
+{
+public:
+    RenderRaster() : PluginBase(QStringLiteral("RenderRaster")) {}
+
+protected:
+    bool run() override
+    {
+        algokit::GenericParams args(params<GenericAlgoRecord>(), GetName());
+        const QString inputPath = args.text(QStringLiteral("InputFile")).required();
+        algokit::DatasetPtr input = datautil::openRasterItem(args, QStringLiteral("InputFile"), inputPath);
+        const QString output = args.text(QStringLiteral("OutputFile")).writableOutput();
+        datautil::refuseOverwritingInput(args, QStringLiteral("OutputFile"), output, {inputPath});
+        const QString suffix = QFileInfo(output).suffix().toLower();
+        const QStringList suffixes{"png", "jpg", "jpeg", "tif", "tiff"};
+        if (!suffixes.contains(suffix))
+            args.refuse(QStringLiteral("OutputFile"), output, QStringLiteral("must end in .png, .jpg, .jpeg, .tif or .tiff"));
+        const QString format = suffix == QLatin1String("png")   ? QStringLiteral("PNG")
+                               : suffix.startsWith(QLatin1String("jp")) ? QStringLiteral("JPEG")
+                                                                       : QStringLiteral("GTiff");
+
+        const std::vector<int> bands = chosenBands(args, input.get());
+        GDALRasterBand* first = input->GetRasterBand(bands[0]);
+        const bool palette = bands.size() == 1 && first->GetColorTable() != nullptr;
+        const bool transparent = format != QLatin1String("JPEG") && (first->GetMaskFlags() & GMF_ALL_VALID) == 0;
+
+        CPLStringList argv;
+        argv.AddString("-of");
+        argv.AddString(format.toUtf8().constData());
+        argv.AddString("-ot");
+        argv.AddString("Byte");
+        for (int band : bands)
+        {
+            argv.AddString("-b");
+            argv.AddString(QByteArray::number(band).constData());
+        }
+        if (palette)
+        {
+            argv.AddString("-expand");
+            argv.AddString(transparent ? "rgba" : "rgb");
+        }
+        else
+        {
+            for (size_t i = 0; i < bands.size(); ++i)
+            {
+                const datautil::StretchRange range = bandRange(input->GetRasterBand(bands[i]));
+                progress(10.0 * double(i + 1) / double(bands.size()));
+                argv.AddString(CPLSPrintf("-scale_%d", int(i + 1)));
+                argv.AddString(CPLSPrintf("%.17g", range.low));
+                argv.AddString(CPLSPrintf("%.17g", range.high));
+                // 0 stays free for what lies under the transparent nodata.
+                argv.AddString(transparent ? "1" : "0");
+                argv.AddString("255");
+            }
+            if (transparent)
+            {
+                argv.AddString("-b");
+                argv.AddString("mask");
+            }
+            argv.AddString("-colorinterp");
+            argv.AddString(bands.size() == 3 ? (transparent ? "red,green,blue,alpha" : "red,green,blue")
+                                             : (transparent ? "gray,alpha" : "gray"));
+        }
+        argv.AddString("-a_nodata");
+        argv.AddString("none");
+        if (format == QLatin1String("GTiff"))
+            algokit::addGeoTiffOptions(format, &argv);
+        double geoTransform[6];
+        const bool georeferenced = input->GetGeoTransform(geoTransform) == CE_None;
+        if (format != QLatin1String("GTiff") && georeferenced)
+        {
+            argv.AddString("-co");
+            argv.AddString("WORLDFILE=YES");
+        }
+        if (format == QLatin1String("JPEG"))
+        {
+            argv.AddString("-co");
+            argv.AddString("QUALITY=90");
+        }
+
+        const QString worldFile = worldFilePath(output);
+        const QString auxFile = output + QStringLiteral(".aux.xml");
+        claimOutput(output);
+        if (format != QLatin1String("GTiff"))
+        {
+            claimOutput(worldFile);
+            claimOutput(auxFile);
+        }
+        algokit::GdalProgress bridge([this](double percent) { progress(percent); }, 10.0, 100.0);
+        algokit::translateRaster(input.get(), output, argv, &bridge);
+
+        algokit::GenericOutputs outputs;
+        if (format != QLatin1String("GTiff") && QFile::exists(worldFile))
+            outputs.add(QStringLiteral("WorldFile"), worldFile);
+        if (format != QLatin1String("GTiff") && QFile::exists(auxFile))
+            outputs.add(QStringLiteral("AuxFile"), auxFile);
+        setResult(outputs.result());
+        progress(100.0);
+        return true;
+    }
+
+private:
+    // Bands as given ("1|2|3" or "1,2,3"), else: a classification image's band, the red, green and blue bands
+    // (or the first three), or the one band.
+    std::vector<int> chosenBands(const algokit::GenericParams& args, GDALDataset* input) const
+    {
+        const algokit::TextParam param = args.text(QStringLiteral("Bands"));
+        const int count = input->GetRasterCount();
+        QString text = param.value();
+        text.replace(QLatin1Char(','), QLatin1Char('|'));
+        std::vector<int> bands;
+        for (const QString& item : text.split(QLatin1Char('|'), Qt::SkipEmptyParts))
+        {
+            bool ok = false;
+            const int band = item.trimmed().toInt(&ok);
+            if (!ok || band < 1 || band > count)
+                args.refuse(QStringLiteral("Bands"), param.value(),
+                            QStringLiteral("must name bands between 1 and %1").arg(count));
+            bands.push_back(band);
+        }
+        if (!bands.empty() && bands.size() != 1 && bands.size() != 3)
+            args.refuse(QStringLiteral("Bands"), param.value(), QStringLiteral("must name one band or three"));
+        if (!bands.empty())
+            return bands;
+        if (count < 3)
+            return {1};
+        int red = 0, green = 0, blue = 0;
+        for (int b = count; b >= 1; --b)
+        {
+            const GDALColorInterp interp = input->GetRasterBand(b)->GetColorInterpretation();
+            red = interp == GCI_RedBand ? b : red;
+            green = interp == GCI_GreenBand ? b : green;
+            blue = interp == GCI_BlueBand ? b : blue;
+        }
+        if (red && green && blue)
+            return {red, green, blue};
+        return {1, 2, 3};
+    }
+
+    // The world file GDAL writes beside a PNG or JPEG: the output's name with ".wld".
+    static QString worldFilePath(const QString& output)
+    {
+        const QFileInfo info(output);
+        return info.path() + QLatin1Char('/') + info.completeBaseName() + QStringLiteral(".wld");
+    }
+};
+
+} // namespace
+
+ALGO_PLUGIN_FACTORY(RenderRaster)
