@@ -6,6 +6,7 @@
 
 #include <ogr_spatialref.h>
 
+#include <QDir>
 #include <QDomDocument>
 #include <QFile>
 #include <cmath>
@@ -69,6 +70,23 @@ TEST(SourceMetadata, FirstKnownSpellingOfEachFieldWins)
         EXPECT_FALSE(bad.parsed) << broken;
         EXPECT_FALSE(bad.error.isEmpty());
     }
+}
+
+TEST(SourceMetadata, RealSentinel1Annotation)
+{
+    SKIP_WITHOUT_SHARED_DATA("sentinel1/S1B_IW_GRDH_1SDV_20210401T052623_20210401T052648_026269_032297_ECC8.SAFE/annotation");
+    const QString folder = sharedDataPath(
+        "sentinel1/S1B_IW_GRDH_1SDV_20210401T052623_20210401T052648_026269_032297_ECC8.SAFE/annotation");
+    const QStringList names = QDir(folder).entryList({"*.xml"}, QDir::Files, QDir::Name);
+    ASSERT_FALSE(names.isEmpty());
+    QFile file(QDir(folder).filePath(names.front()));
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const datautil::SourceMetadata read = datautil::readSourceMetadata(file.readAll());
+    ASSERT_TRUE(read.parsed) << read.error.toStdString();
+    EXPECT_EQ(read.value("Satellite"), "S1B");
+    EXPECT_EQ(read.value("ProductLevel"), "GRD");
+    EXPECT_EQ(read.value("AcquisitionTime"), "2021-04-01T05:26:23.794457");
+    EXPECT_EQ(read.value("OrbitNumber"), "26269");
 }
 
 TEST(CreateMetaData, RasterFactsSourceFieldsAndExtraElements)

@@ -131,7 +131,10 @@ protected:
         m_output = output;
         GDALDatasetUniquePtr out = datautil::createVectorOutput(output);
         OGRLayer* layer = out->CreateLayer(QFileInfo(output).completeBaseName().toUtf8().constData(),
-                                           input.layer->GetSpatialRef(), input.layer->GetGeomType(), nullptr);
+                                           input.layer->GetSpatialRef(),
+                                           // Shapefiles mix single and multi parts in one type; elsewhere say nothing.
+                                           driver == QLatin1String("ESRI Shapefile") ? input.layer->GetGeomType() : wkbUnknown,
+                                           nullptr);
         if (!layer)
             throw algokit::AlgoError(QStringLiteral("Cannot create %1: %2").arg(output, QString::fromUtf8(CPLGetLastErrorMsg())));
         const std::vector<int> fields = datautil::copyFields(input.layer->GetLayerDefn(), layer);

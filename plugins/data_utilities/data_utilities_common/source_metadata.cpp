@@ -21,7 +21,7 @@ const std::vector<FieldSpellings>& spellings()
 {
     static const std::vector<FieldSpellings> table = {
         {"Satellite", {"satelliteid", "satellite", "satellitename", "spacecraftid", "spacecraft_id", "spacecraft_name",
-                       "platform", "platformname", "mission", "missionid", "spacecraft"}},
+                       "platform", "platformname", "mission", "missionid", "spacecraft", "familyname"}},
         {"Sensor", {"sensorid", "sensor", "sensorname", "sensor_id", "instrument", "instrumentname", "instrumentid",
                     "imagingmode"}},
         {"AcquisitionTime", {"acquisitiontime", "imagingstarttime", "starttime", "scenestarttime", "imagingtime",
@@ -31,7 +31,7 @@ const std::vector<FieldSpellings>& spellings()
                         "cloudpercentage", "cloudcoverage"}},
         {"ProductId", {"productid", "product_id", "landsat_product_id", "product_uri", "productidentifier",
                        "productname", "sceneid", "scene_id", "landsat_scene_id"}},
-        {"ProductLevel", {"productlevel", "processing_level", "processinglevel", "level", "data_type"}},
+        {"ProductLevel", {"productlevel", "processing_level", "processinglevel", "level", "data_type", "producttype"}},
         {"SunElevation", {"sunelevation", "sun_elevation", "solarelevation"}},
         {"SunAzimuth", {"sunazimuth", "sun_azimuth", "solarazimuth"}},
         {"OrbitNumber", {"orbitid", "orbitnumber", "orbit_number", "absoluteorbitnumber", "sensing_orbit_number"}},
