@@ -26,6 +26,8 @@ protected:
         const QString driver = datautil::vectorDriverForPath(output);
         if (driver.isEmpty())
             args.refuse(QStringLiteral("OutputFile"), output, QStringLiteral("must end in .shp, .geojson, .json, .gpkg or .kml"));
+        if (!datautil::vectorPathFits(output))
+            args.refuse(QStringLiteral("OutputFile"), output, QStringLiteral("is too long for a vector file"));
         if (QFileInfo(output).absoluteFilePath() == QFileInfo(inputPath).absoluteFilePath())
             args.refuse(QStringLiteral("OutputFile"), output, QStringLiteral("names an input file"));
         const double distance = args.real(QStringLiteral("Distance"));

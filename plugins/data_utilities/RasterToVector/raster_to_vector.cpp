@@ -64,6 +64,8 @@ protected:
             args.refuse(QStringLiteral("InputFile"), inputPath, QStringLiteral("holds complex pixels, which have no polygons"));
         const QFileInfo info(inputPath);
         m_output = info.absolutePath() + QLatin1Char('/') + info.completeBaseName() + QStringLiteral(".shp");
+        if (!datautil::vectorPathFits(m_output))
+            args.refuse(QStringLiteral("InputFile"), inputPath, QStringLiteral("lies in a path too long for a shapefile beside it"));
 
         const bool floating = GDALDataTypeIsFloating(type);
         const bool classImage = band->GetColorTable() || band->GetCategoryNames() || band->GetDefaultRAT();

@@ -52,6 +52,8 @@ protected:
         const QString driver = datautil::vectorDriverForPath(output);
         if (driver.isEmpty())
             args.refuse(QStringLiteral("OutputFile"), output, QStringLiteral("must end in .shp, .geojson, .json, .gpkg or .kml"));
+        if (!datautil::vectorPathFits(output))
+            args.refuse(QStringLiteral("OutputFile"), output, QStringLiteral("is too long for a vector file"));
         for (const QString& input : {path1, path2})
             if (QFileInfo(output).absoluteFilePath() == QFileInfo(input).absoluteFilePath())
                 args.refuse(QStringLiteral("OutputFile"), output, QStringLiteral("names an input file"));

@@ -39,6 +39,11 @@ QString vectorDriverForPath(const QString& path)
     return QString();
 }
 
+bool vectorPathFits(const QString& path)
+{
+    return QFileInfo(path).absoluteFilePath().toUtf8().size() < kMaxVectorPathBytes;
+}
+
 void removeVectorFiles(const QString& path)
 {
     if (path.isEmpty())
@@ -58,6 +63,8 @@ void removeVectorFiles(const QString& path)
 
 GDALDatasetUniquePtr createVectorOutput(const QString& path)
 {
+    if (!vectorPathFits(path))
+        throw algokit::AlgoError(QStringLiteral("The path %1 is too long for a vector file").arg(path));
     const QString driverName = vectorDriverForPath(path);
     GDALDriver* driver = GetGDALDriverManager()->GetDriverByName(driverName.toUtf8().constData());
     if (!driver)

@@ -25,6 +25,11 @@ VectorInput openVectorItem(const algokit::GenericParams& args, const QString& ke
 // empty for any other suffix.
 QString vectorDriverForPath(const QString& path);
 
+// GDAL's path helpers (which the shapefile driver uses for its side-car files) work on at most 2048 bytes and
+// fall back to the working folder beyond: output vector paths are kept well inside that.
+constexpr int kMaxVectorPathBytes = 1024;
+bool vectorPathFits(const QString& path);
+
 // Creates the output data source (an existing one is replaced); throws AlgoError with GDAL's message.
 GDALDatasetUniquePtr createVectorOutput(const QString& path);
 
