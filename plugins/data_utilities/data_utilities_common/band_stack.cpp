@@ -5,6 +5,7 @@
 
 #include <gdal_utils.h>
 #include <ogr_spatialref.h>
+#include <gdal_rat.h>
 #include <vrtdataset.h>
 
 #include <QFileInfo>
@@ -230,17 +231,61 @@ bool BandStack::add(const BandPick& pick)
 void writeStack(GDALDataset* stack, const QString& path, algokit::GdalProgress* bridge)
 {
     const QString format = algokit::driverForPath(path);
-    CPLStringList argv;
-    argv.AddString("-of");
-    argv.AddString(format.toUtf8().constData());
-    algokit::addGeoTiffOptions(format, &argv);
-    if (format == QLatin1String("GTiff") && stack->GetRasterCount() > 1)
+    GDALDriver* driver = GetGDALDriverManager()->GetDriverByName(format.toUtf8().constData());
+    if (!driver || !driver->GetMetadataItem(GDAL_DCAP_CREATE))
     {
-        // Band by band: each output band is read from its own input, in one sweep.
-        argv.AddString("-co");
-        argv.AddString("INTERLEAVE=BAND");
+        // Formats written only as a copy (PNG, JPEG): GDAL's translator.
+        CPLStringList argv;
+        argv.AddString("-of");
+        argv.AddString(format.toUtf8().constData());
+        algokit::translateRaster(stack, path, argv, bridge);
+        return;
     }
-    algokit::translateRaster(stack, path, argv, bridge);
+    const int width = stack->GetRasterXSize(), height = stack->GetRasterYSize(), bands = stack->GetRasterCount();
+    const GDALDataType type = stack->GetRasterBand(1)->GetRasterDataType();
+    QStringList options;
+    if (format == QLatin1String("GTiff"))
+    {
+        options << QStringLiteral("TILED=YES") << QStringLiteral("BIGTIFF=IF_SAFER");
+        if (bands > 1)
+            options << QStringLiteral("INTERLEAVE=BAND"); // each band written in one sweep from its own input
+    }
+    algokit::OutputRaster out(path, format, width, height, bands, type, options);
+    out.copyGeoreferencing(stack);
+    for (int b = 0; b < bands; ++b)
+    {
+        GDALRasterBand* from = stack->GetRasterBand(b + 1);
+        GDALRasterBand* to = out.band(b);
+        to->SetDescription(from->GetDescription());
+        to->SetMetadata(from->GetMetadata());
+        int hasNoData = 0;
+        const double noData = from->GetNoDataValue(&hasNoData);
+        if (hasNoData)
+            to->SetNoDataValue(noData);
+        if (GDALColorTable* colours = from->GetColorTable())
+            to->SetColorTable(colours);
+        if (char** names = from->GetCategoryNames())
+            to->SetCategoryNames(names);
+        if (const GDALRasterAttributeTable* table = from->GetDefaultRAT())
+            to->SetDefaultRAT(table);
+        to->SetColorInterpretation(from->GetColorInterpretation());
+    }
+    // Whole rows of whole tiles at a time: a few large reads through the virtual raster instead of one per tile.
+    const int pixelBytes = GDALGetDataTypeSizeBytes(type);
+    const int step = algokit::rowsPerBlock(out.get(), size_t(pixelBytes), size_t(16) << 20);
+    std::vector<unsigned char> buffer;
+    for (int b = 0; b < bands; ++b)
+        algokit::forEachRowBlock(height, step, [&](int row0, int rows) {
+            buffer.resize(size_t(width) * size_t(rows) * size_t(pixelBytes));
+            if (stack->GetRasterBand(b + 1)->RasterIO(GF_Read, 0, row0, width, rows, buffer.data(), width, rows, type, 0,
+                                                      0, nullptr) != CE_None ||
+                out.band(b)->RasterIO(GF_Write, 0, row0, width, rows, buffer.data(), width, rows, type, 0, 0, nullptr) !=
+                    CE_None)
+                throw algokit::AlgoError(QStringLiteral("Writing %1 failed: %2").arg(path, QString::fromUtf8(CPLGetLastErrorMsg())));
+            algokit::GdalProgress::callback((b + double(row0 + rows) / height) / bands, nullptr, bridge);
+            bridge->rethrowIfCancelled();
+        });
+    out.commit();
 }
 
 } // namespace datautil

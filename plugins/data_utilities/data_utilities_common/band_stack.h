@@ -72,7 +72,8 @@ private:
 // The widest pixel type of the picked bands.
 GDALDataType widestType(const std::vector<BandPick>& picks);
 
-// Writes the stack to path (format by suffix, band-interleaved GeoTIFF) through GDAL's translator.
+// Writes the stack to path (format by suffix; GeoTIFF tiled and band-interleaved) band by band in large row blocks;
+// formats GDAL only copies (PNG, JPEG) go through its translator.
 void writeStack(GDALDataset* stack, const QString& path, algokit::GdalProgress* bridge);
 
 } // namespace datautil
