@@ -2,6 +2,8 @@
 #include "band_combination.h"
 #include "plugin_base.h"
 
+#include <QFileInfo>
+
 namespace
 {
 
@@ -16,6 +18,9 @@ protected:
         algokit::GenericParams args(params<GenericAlgoRecord>(), GetName());
         datautil::combineBands(
             args, false, [this](double percent) { progress(percent); }, [this](const QString& path) { claimOutput(path); });
+        const QString aux = args.text(QStringLiteral("OutputFile")).value() + QStringLiteral(".aux.xml");
+        if (QFileInfo::exists(aux))
+            setResult(algokit::GenericOutputs().add(QStringLiteral("AuxFile"), aux).result());
         return true;
     }
 };

@@ -41,6 +41,9 @@ protected:
         claimOutput(output);
         algokit::GdalProgress bridge([this](double percent) { progress(percent); });
         algokit::translateRaster(input.get(), output, argv, &bridge);
+        // What the format cannot hold (band metadata of ENVI, for one) GDAL keeps in a side-car file.
+        if (QFileInfo::exists(output + QStringLiteral(".aux.xml")))
+            setResult(algokit::GenericOutputs().add(QStringLiteral("AuxFile"), output + QStringLiteral(".aux.xml")).result());
         progress(100.0);
         return true;
     }
