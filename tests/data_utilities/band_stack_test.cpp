@@ -2,6 +2,8 @@
 // wavelengths, the .vrt form, and every refusal leaving no output behind.
 #include "data_utilities_fixtures.h"
 
+#include <ogr_spatialref.h>
+
 #include <QFile>
 #include <QFileInfo>
 
@@ -111,6 +113,37 @@ TEST(BandCombination2, CoarserClassImageIsTakenOntoTheFirstGridByNearest)
         for (int x = 0; x < 8; ++x)
             ASSERT_EQ(classes[size_t(y * 8 + x)], double((x / 2 + 4 * (y / 2)) % 5)) << x << "," << y;
     EXPECT_EQ(readBand(out, 1)[9], 1 * 0.5 + 1);
+}
+
+// A raster in the next UTM zone covering the first one is warped onto the first grid.
+TEST(BandCombination2, RasterInAnotherSystemIsWarpedOntoTheFirstGrid)
+{
+    QTemporaryDir dir;
+    const QString first = dir.filePath("first.tif"), other = dir.filePath("other.tif");
+    ASSERT_TRUE(makeRaster(first, 10, 10, 1, GDT_Byte, [](int, int x, int) { return x; }));
+    OGRSpatialReference zone50, zone51;
+    zone50.importFromEPSG(32650);
+    zone51.importFromEPSG(32651);
+    zone50.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
+    zone51.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
+    std::unique_ptr<OGRCoordinateTransformation> to51(OGRCreateCoordinateTransformation(&zone50, &zone51));
+    double x = 500000.0, y = 4000000.0; // the first raster's top-left corner
+    ASSERT_TRUE(to51->Transform(1, &x, &y));
+    ASSERT_TRUE(makeRaster(other, 60, 60, 1, GDT_Float32, [](int, int, int) { return 42.5; }));
+    setGrid(other, x - 600.0, y + 600.0, 30.0, 32651); // 1800 m square around the 300 m of the first
+    const QString out = dir.filePath("pair.tif");
+    const Outcome run = call([&](AlgoResult* r) { return ExcuteAlgo_BandCombination2((first + "|" + other).toUtf8(), out.toUtf8(), "", r); });
+    ASSERT_TRUE(run.ok) << run.message;
+    const std::vector<double> warped = readBand(out, 2);
+    ASSERT_EQ(warped.size(), 100u);
+    for (double v : warped)
+        ASSERT_EQ(v, 42.5);
+    const Outcome virtualOut = call([&](AlgoResult* r) {
+        return ExcuteAlgo_BandCombination2((first + "|" + other).toUtf8(), dir.filePath("pair.vrt").toUtf8(), "", r);
+    });
+    EXPECT_FALSE(virtualOut.ok);
+    EXPECT_EQ(virtualOut.message, ("BandCombination2: the parameter InputFiles (" + other +
+                                   ") is in another reference system than the first raster, which a .vrt output cannot resample!").toStdString());
 }
 
 TEST(BandCombination, RefusalsNameTheParameterAndLeaveNothing)
