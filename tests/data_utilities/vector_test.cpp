@@ -306,3 +306,48 @@ TEST(VectorUnion, OverlayOfTwoLayersInDifferentSystems)
     EXPECT_FALSE(bad.ok);
     EXPECT_EQ(bad.message, "VectorUnion: the parameter Fields (id,kind) names the field kind, which neither layer has!");
 }
+
+// A host that answers "stop" at the first progress report gets false, the cancelled code and no file at all.
+TEST(DataUtilities, StoppedRunsLeaveNothing)
+{
+    QTemporaryDir dir;
+    const QString raster = dir.filePath("in.tif"), classes = dir.filePath("classes.tif"), shp = dir.filePath("zones.shp");
+    const QString xml = dir.filePath("src.xml");
+    ASSERT_TRUE(makeRaster(raster, 40, 30, 3, GDT_UInt16, [](int b, int x, int y) { return b * 100 + x * y % 17; }));
+    ASSERT_TRUE(makeRaster(classes, 40, 30, 1, GDT_Byte, [](int, int x, int y) { return (x / 7 + y / 5) % 3; }));
+    makeClassImage(classes, 3);
+    ASSERT_TRUE(makeVector(shp, 32650, {"v"}, {{"POLYGON((500000 3999100,500600 3999100,500600 4000000,500000 3999100))", {4}, "a"}}));
+    QFile source(xml);
+    ASSERT_TRUE(source.open(QIODevice::WriteOnly));
+    source.write("<meta><SatelliteID>GF1</SatelliteID></meta>");
+    source.close();
+    const QStringList before = filesIn(dir.path());
+    const QString out = dir.filePath("out");
+    const std::vector<std::pair<const char*, std::function<bool(AlgoResult*)>>> calls = {
+        {"BandCombination", [&](AlgoResult* r) { return ExcuteAlgo_BandCombination((raster + "|" + classes).toUtf8(), (out + ".tif").toUtf8(), "", 0, r); }},
+        {"LayerStack", [&](AlgoResult* r) { return ExcuteAlgo_LayerStack((raster + "|" + classes).toUtf8(), (out + ".img").toUtf8(), r); }},
+        {"RenderRaster", [&](AlgoResult* r) { return ExcuteAlgo_RenderRaster(raster.toUtf8(), (out + ".png").toUtf8(), "", r); }},
+        {"BandTransform", [&](AlgoResult* r) { return ExcuteAlgo_BandTransform(raster.toUtf8(), (out + ".bil").toUtf8(), r); }},
+        {"RasterToVector", [&](AlgoResult* r) { return ExcuteAlgo_RasterToVector(classes.toUtf8(), 1, r); }},
+        {"VectorToRaster", [&](AlgoResult* r) { return ExcuteAlgo_VectorToRaster(shp.toUtf8(), 50, 50, 1, (out + ".tif").toUtf8(), r); }},
+        {"BufferAnalyse", [&](AlgoResult* r) { return ExcuteAlgo_BufferAnalyse(shp.toUtf8(), (out + ".shp").toUtf8(), 5.0, r); }},
+        {"VectorSmooth", [&](AlgoResult* r) { return ExcuteAlgo_VectorSmooth(shp.toUtf8(), 0.0, 2.0, (out + ".shp").toUtf8(), r); }},
+        {"VectorUnion", [&](AlgoResult* r) { return ExcuteAlgo_VectorUnion(shp.toUtf8(), shp.toUtf8(), (out + ".gpkg").toUtf8(), "", r); }},
+        {"BadlineInspection", [&](AlgoResult* r) { return ExcuteAlgo_BadlineInspection(raster.toUtf8(), (out + ".txt").toUtf8(), 5, r); }},
+        {"QualityInspection", [&](AlgoResult* r) { return ExcuteAlgo_QualityInspection(raster.toUtf8(), classes.toUtf8(), (out + ".html").toUtf8(), 1, r); }},
+        {"CreateMetaData", [&](AlgoResult* r) { return ExcuteAlgo_CreateMetaData(raster.toUtf8(), xml.toUtf8(), (out + ".xml").toUtf8(), "", r); }},
+        {"CreateMetaDataSynthesis", [&](AlgoResult* r) {
+             return ExcuteAlgo_CreateMetaDataSynthesis(raster.toUtf8(), xml.toUtf8(), (out + ".xml").toUtf8(), "", "", "", "", "", "", r);
+         }},
+    };
+    for (const auto& entry : calls)
+    {
+        RecordingResult result;
+        result.answer = -1;
+        StdoutCapture capture;
+        EXPECT_FALSE(entry.second(&result.record)) << entry.first;
+        EXPECT_EQ(result.record.code, -2) << entry.first;
+        EXPECT_EQ(capture.text().find("[OUTPUT]"), std::string::npos) << entry.first;
+        EXPECT_EQ(filesIn(dir.path()).join(", ").toStdString(), before.join(", ").toStdString()) << entry.first;
+    }
+}

@@ -8,6 +8,7 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <algorithm>
 #include <cmath>
 
 namespace
@@ -15,17 +16,33 @@ namespace
 
 constexpr double kClip = 0.02;
 
-// The clip range of one band from its histogram (sampled by GDAL on large bands; nodata left out).
+// The clip range of one band from the histogram of a sample of its pixels (a decimated read of at most 1024 x 1024,
+// nodata left out). Read here rather than asked of GDAL, which would keep the histogram in a side-car file beside
+// the input.
 datautil::StretchRange bandRange(GDALRasterBand* band)
 {
-    double minMax[2] = {0, 0};
-    CPLErrorReset();
-    if (band->ComputeRasterMinMax(TRUE, minMax) != CE_None)
+    const int width = band->GetXSize(), height = band->GetYSize();
+    const int sampleWidth = std::min(width, 1024), sampleHeight = std::min(height, 1024);
+    std::vector<double> sample(size_t(sampleWidth) * size_t(sampleHeight));
+    if (band->RasterIO(GF_Read, 0, 0, width, height, sample.data(), sampleWidth, sampleHeight, GDT_Float64, 0, 0) != CE_None)
+        throw algokit::AlgoError(QStringLiteral("Reading band %1 failed: %2").arg(band->GetBand()).arg(QString::fromUtf8(CPLGetLastErrorMsg())));
+    int hasNoData = 0;
+    const double noData = band->GetNoDataValue(&hasNoData);
+    double low = HUGE_VAL, high = -HUGE_VAL;
+    size_t kept = 0;
+    for (double v : sample)
+        if (std::isfinite(v) && !(hasNoData && v == noData))
+        {
+            sample[kept++] = v;
+            low = std::min(low, v);
+            high = std::max(high, v);
+        }
+    sample.resize(kept);
+    if (kept == 0)
         return {0.0, 1.0}; // nothing but nodata: any range renders it transparent
     const GDALDataType type = band->GetRasterDataType();
     const bool integral = !GDALDataTypeIsFloating(type) && !GDALDataTypeIsComplex(type);
     int buckets = 1024;
-    double low = minMax[0], high = minMax[1];
     if (integral && high - low + 1 <= 4096)
     {
         // One bucket per value: the percentiles fall on the values themselves.
@@ -35,10 +52,10 @@ datautil::StretchRange bandRange(GDALRasterBand* band)
     }
     else if (!(high > low))
         high = low + 1.0;
-    std::vector<GUIntBig> raw(size_t(buckets), 0);
-    if (band->GetHistogram(low, high, buckets, raw.data(), TRUE, TRUE, GDALDummyProgress, nullptr) != CE_None)
-        return {minMax[0], minMax[1] > minMax[0] ? minMax[1] : minMax[0] + 1.0};
-    std::vector<std::uint64_t> counts(raw.begin(), raw.end());
+    std::vector<std::uint64_t> counts(size_t(buckets), 0);
+    const double scale = buckets / (high - low);
+    for (double v : sample)
+        ++counts[size_t(std::clamp(int((v - low) * scale), 0, buckets - 1))];
     return datautil::clipRange(counts, low, high, kClip);
 }
 

@@ -262,13 +262,18 @@ void writeStack(GDALDataset* stack, const QString& path, algokit::GdalProgress* 
         const double noData = from->GetNoDataValue(&hasNoData);
         if (hasNoData)
             to->SetNoDataValue(noData);
-        if (GDALColorTable* colours = from->GetColorTable())
+        // A GeoTIFF keeps one colour table, on its first band; elsewhere each band keeps its own.
+        CPLPushErrorHandler(CPLQuietErrorHandler);
+        if (GDALColorTable* colours = from->GetColorTable(); colours && (b == 0 || format != QLatin1String("GTiff")))
+        {
             to->SetColorTable(colours);
+            to->SetColorInterpretation(from->GetColorInterpretation());
+        }
         if (char** names = from->GetCategoryNames())
             to->SetCategoryNames(names);
         if (const GDALRasterAttributeTable* table = from->GetDefaultRAT())
             to->SetDefaultRAT(table);
-        to->SetColorInterpretation(from->GetColorInterpretation());
+        CPLPopErrorHandler();
     }
     // Whole rows of whole tiles at a time: a few large reads through the virtual raster instead of one per tile.
     const int pixelBytes = GDALGetDataTypeSizeBytes(type);
