@@ -37,7 +37,7 @@ Found plantedIn(std::vector<double>& image, int width, int height, double satura
         image[size_t(50 * width + x)] = 77.0;       // a stuck line
     }
     std::copy(row(40), row(41), row(41)); // a repeated line
-    return {{"line", 11, "outlier"},  {"line", 21, "zero"},    {"line", 32, "saturated"}, {"line", 42, "duplicate"},
+    return {{"line", 11, "outlier"},  {"line", 21, "zero"},  {"line", 32, "saturated"}, {"line", 42, "duplicate"},
             {"line", 51, "constant"}, {"column", 8, "zero"}, {"column", 16, "outlier"}};
 }
 
@@ -92,15 +92,20 @@ TEST(BadlineInspection, PlantedLinesOfARealSceneInTheReportAndTheMask)
     ASSERT_TRUE(ds);
     const int width = ds->GetRasterXSize(), height = ds->GetRasterYSize();
     std::vector<double> band(size_t(width * height));
-    ASSERT_EQ(ds->GetRasterBand(2)->RasterIO(GF_Read, 0, 0, width, height, band.data(), width, height, GDT_Float64, 0, 0), CE_None);
+    ASSERT_EQ(
+        ds->GetRasterBand(2)->RasterIO(GF_Read, 0, 0, width, height, band.data(), width, height, GDT_Float64, 0, 0),
+        CE_None);
     const Found planted = plantedIn(band, width, height, 255.0);
     for (double& v : band)
         v = std::clamp(v, 0.0, 255.0);
-    ASSERT_EQ(ds->GetRasterBand(2)->RasterIO(GF_Write, 0, 0, width, height, band.data(), width, height, GDT_Float64, 0, 0), CE_None);
+    ASSERT_EQ(
+        ds->GetRasterBand(2)->RasterIO(GF_Write, 0, 0, width, height, band.data(), width, height, GDT_Float64, 0, 0),
+        CE_None);
     GDALClose(ds);
 
     const QString report = dir.filePath("report.json");
-    const Outcome run = call([&](AlgoResult* r) { return ExcuteAlgo_BadlineInspection(scene.toUtf8(), report.toUtf8(), 5, r); });
+    const Outcome run =
+        call([&](AlgoResult* r) { return ExcuteAlgo_BadlineInspection(scene.toUtf8(), report.toUtf8(), 5, r); });
     ASSERT_TRUE(run.ok) << run.message;
     EXPECT_EQ(outputLine(run.printed, "ReportFile"), report.toStdString());
     const QString mask = dir.filePath("report_mask.tif");
@@ -115,7 +120,8 @@ TEST(BadlineInspection, PlantedLinesOfARealSceneInTheReportAndTheMask)
         const QJsonObject o = item.toObject();
         ASSERT_EQ(o.value("band").toInt(), 2) << "no false line in the other bands";
         const bool line = o.contains("line");
-        found.insert({line ? "line" : "column", o.value(line ? "line" : "column").toInt(), o.value("kind").toString().toStdString()});
+        found.insert({line ? "line" : "column", o.value(line ? "line" : "column").toInt(),
+                      o.value("kind").toString().toStdString()});
     }
     EXPECT_EQ(found, planted);
 
@@ -135,7 +141,8 @@ TEST(BadlineInspection, TextReportAndRefusals)
     const QString in = dir.filePath("flat.tif");
     ASSERT_TRUE(makeRaster(in, 12, 9, 1, GDT_UInt16, [](int, int x, int y) { return y == 4 ? 65535 : 100 + x + y; }));
     const QString report = dir.filePath("flat.txt");
-    ASSERT_TRUE(call([&](AlgoResult* r) { return ExcuteAlgo_BadlineInspection(in.toUtf8(), report.toUtf8(), 3, r); }).ok);
+    ASSERT_TRUE(
+        call([&](AlgoResult* r) { return ExcuteAlgo_BadlineInspection(in.toUtf8(), report.toUtf8(), 3, r); }).ok);
     QFile file(report);
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
     const QList<QByteArray> lines = file.readAll().split('\n');
@@ -143,7 +150,8 @@ TEST(BadlineInspection, TextReportAndRefusals)
     EXPECT_EQ(lines[3], "band\tline/column\tindex\tkind\tvalue");
     EXPECT_EQ(lines[4], "1\tline\t5\tsaturated\t65535");
 
-    const Outcome bad = call([&](AlgoResult* r) { return ExcuteAlgo_BadlineInspection(in.toUtf8(), dir.filePath("r.txt").toUtf8(), 0, r); });
+    const Outcome bad = call(
+        [&](AlgoResult* r) { return ExcuteAlgo_BadlineInspection(in.toUtf8(), dir.filePath("r.txt").toUtf8(), 0, r); });
     EXPECT_FALSE(bad.ok);
     EXPECT_EQ(bad.message, "BadlineInspection: the parameter Threshold (0) must be at least 1!");
     EXPECT_FALSE(QFile::exists(dir.filePath("r.txt")));

@@ -13,8 +13,14 @@ using namespace datafixtures;
 namespace
 {
 
-double aValue(int band, int x, int y) { return 100.0 * (band + 1) + x + 10.0 * y; }
-double bValue(int band, int x, int y) { return 7.0 * (band + 1) + x; }
+double aValue(int band, int x, int y)
+{
+    return 100.0 * (band + 1) + x + 10.0 * y;
+}
+double bValue(int band, int x, int y)
+{
+    return 7.0 * (band + 1) + x;
+}
 
 struct TwoRasters
 {
@@ -42,9 +48,8 @@ TEST(BandCombination, ChosenBandsInGroupOrderWithTheirDescriptionsAndWavelengths
 {
     TwoRasters in;
     const QString out = in.dir.filePath("out/combined.tif");
-    const Outcome run = call([&](AlgoResult* r) {
-        return ExcuteAlgo_BandCombination(in.inputs().toUtf8(), out.toUtf8(), "3,1|2", 0, r);
-    });
+    const Outcome run = call(
+        [&](AlgoResult* r) { return ExcuteAlgo_BandCombination(in.inputs().toUtf8(), out.toUtf8(), "3,1|2", 0, r); });
     ASSERT_TRUE(run.ok) << run.message << run.printed;
     EXPECT_EQ(outputLine(run.printed, "OutputFile"), out.toStdString());
     GDALDataset* ds = GDALDataset::Open(out.toUtf8().constData());
@@ -132,7 +137,9 @@ TEST(BandCombination2, RasterInAnotherSystemIsWarpedOntoTheFirstGrid)
     ASSERT_TRUE(makeRaster(other, 60, 60, 1, GDT_Float32, [](int, int, int) { return 42.5; }));
     setGrid(other, x - 600.0, y + 600.0, 30.0, 32651); // 1800 m square around the 300 m of the first
     const QString out = dir.filePath("pair.tif");
-    const Outcome run = call([&](AlgoResult* r) { return ExcuteAlgo_BandCombination2((first + "|" + other).toUtf8(), out.toUtf8(), "", r); });
+    const Outcome run = call([&](AlgoResult* r) {
+        return ExcuteAlgo_BandCombination2((first + "|" + other).toUtf8(), out.toUtf8(), "", r);
+    });
     ASSERT_TRUE(run.ok) << run.message;
     const std::vector<double> warped = readBand(out, 2);
     ASSERT_EQ(warped.size(), 100u);
@@ -142,8 +149,10 @@ TEST(BandCombination2, RasterInAnotherSystemIsWarpedOntoTheFirstGrid)
         return ExcuteAlgo_BandCombination2((first + "|" + other).toUtf8(), dir.filePath("pair.vrt").toUtf8(), "", r);
     });
     EXPECT_FALSE(virtualOut.ok);
-    EXPECT_EQ(virtualOut.message, ("BandCombination2: the parameter InputFiles (" + other +
-                                   ") is in another reference system than the first raster, which a .vrt output cannot resample!").toStdString());
+    EXPECT_EQ(virtualOut.message,
+              ("BandCombination2: the parameter InputFiles (" + other +
+               ") is in another reference system than the first raster, which a .vrt output cannot resample!")
+                  .toStdString());
 }
 
 TEST(BandCombination, RefusalsNameTheParameterAndLeaveNothing)
@@ -165,11 +174,13 @@ TEST(BandCombination, RefusalsNameTheParameterAndLeaveNothing)
     const std::string a = in.a.toStdString(), b = in.b.toStdString();
     const Row rows[] = {
         {in.inputs(), "1|2|3", 0, out, "BandCombination: the parameter Bands (1|2|3) has 3 groups for 2 input files!"},
-        {in.inputs(), "4|", 0, out, "BandCombination: the parameter Bands (4|) asks for band 4 of " + a + ", which has 3 bands!"},
+        {in.inputs(), "4|", 0, out,
+         "BandCombination: the parameter Bands (4|) asks for band 4 of " + a + ", which has 3 bands!"},
         {in.inputs(), "1;2", 0, out, "BandCombination: the parameter Bands (1;2) \"1;2\" is not a band number!"},
         {in.inputs(), "", 12, out, "BandCombination: the parameter DataType (12) must be between 0 and 11!"},
         {in.a + "|" + in.dir.filePath("none.tif"), "", 0, out,
-         "BandCombination: the parameter InputFiles (" + in.dir.filePath("none.tif").toStdString() + ") does not exist!"},
+         "BandCombination: the parameter InputFiles (" + in.dir.filePath("none.tif").toStdString() +
+             ") does not exist!"},
         {in.a + "|" + shapefile, "", 0, out,
          "BandCombination: the parameter InputFiles (" + shapefile.toStdString() + ") cannot be opened as a raster!"},
         {in.a + "|" + far, "", 0, out,
@@ -179,7 +190,8 @@ TEST(BandCombination, RefusalsNameTheParameterAndLeaveNothing)
     for (const Row& row : rows)
     {
         const Outcome run = call([&](AlgoResult* r) {
-            return ExcuteAlgo_BandCombination(row.inputs.toUtf8(), row.output.toUtf8(), row.bands.toUtf8(), row.type, r);
+            return ExcuteAlgo_BandCombination(row.inputs.toUtf8(), row.output.toUtf8(), row.bands.toUtf8(), row.type,
+                                              r);
         });
         EXPECT_FALSE(run.ok);
         EXPECT_EQ(run.message, row.message);
@@ -201,9 +213,8 @@ TEST(LayerStack, CommonExtentAtTheFinestResolution)
     setGrid(coarse, 4.0, 16.0, 4.0); // x 4..24, y 0..16
     makeClassImage(coarse, 7);
     const QString out = dir.filePath("stack.tif");
-    const Outcome run = call([&](AlgoResult* r) {
-        return ExcuteAlgo_LayerStack((fine + "|" + coarse).toUtf8(), out.toUtf8(), r);
-    });
+    const Outcome run =
+        call([&](AlgoResult* r) { return ExcuteAlgo_LayerStack((fine + "|" + coarse).toUtf8(), out.toUtf8(), r); });
     ASSERT_TRUE(run.ok) << run.message;
     EXPECT_EQ(outputLine(run.printed, "OutputFile"), out.toStdString());
     GDALDataset* ds = GDALDataset::Open(out.toUtf8().constData());
@@ -235,9 +246,12 @@ TEST(LayerStack, RastersThatDoNotOverlapAreRefused)
     ASSERT_TRUE(makeRaster(b, 4, 4, 1, GDT_Byte, [](int, int, int) { return 2; }));
     setGrid(b, 0.0, 100.0, 10.0);
     const QString out = dir.filePath("stack.tif");
-    const Outcome run = call([&](AlgoResult* r) { return ExcuteAlgo_LayerStack((a + "|" + b).toUtf8(), out.toUtf8(), r); });
+    const Outcome run =
+        call([&](AlgoResult* r) { return ExcuteAlgo_LayerStack((a + "|" + b).toUtf8(), out.toUtf8(), r); });
     EXPECT_FALSE(run.ok);
-    EXPECT_EQ(run.message, ("LayerStack: the parameter InputFiles (" + a + "|" + b + ") names rasters that do not overlap!").toStdString());
+    EXPECT_EQ(run.message,
+              ("LayerStack: the parameter InputFiles (" + a + "|" + b + ") names rasters that do not overlap!")
+                  .toStdString());
     EXPECT_EQ(filesIn(dir.path()), (QStringList{"a.tif", "b.tif"}));
 }
 
@@ -248,7 +262,8 @@ TEST(LayerStack, RealSceneBandsAgreeWithTheSource)
     const QString scene = sharedDataPath("gdal/L7_ETMs.tif");
     QTemporaryDir dir;
     const QString out = dir.filePath("stack.tif");
-    const Outcome run = call([&](AlgoResult* r) { return ExcuteAlgo_LayerStack((scene + "|" + scene).toUtf8(), out.toUtf8(), r); });
+    const Outcome run =
+        call([&](AlgoResult* r) { return ExcuteAlgo_LayerStack((scene + "|" + scene).toUtf8(), out.toUtf8(), r); });
     ASSERT_TRUE(run.ok) << run.message;
     for (int band = 1; band <= 6; ++band)
     {

@@ -17,9 +17,10 @@ using namespace datafixtures;
 namespace
 {
 
-const char* kSource = "<?xml version=\"1.0\"?>\n<ProductMetaData><SatelliteID>GF1</SatelliteID><SensorID>PMS1</SensorID>"
-                      "<ReceiveTime>2020-01-02 03:04:05</ReceiveTime><CloudPercent> 7 </CloudPercent>"
-                      "<Extra><SatelliteID>not the first</SatelliteID></Extra></ProductMetaData>\n";
+const char* kSource =
+    "<?xml version=\"1.0\"?>\n<ProductMetaData><SatelliteID>GF1</SatelliteID><SensorID>PMS1</SensorID>"
+    "<ReceiveTime>2020-01-02 03:04:05</ReceiveTime><CloudPercent> 7 </CloudPercent>"
+    "<Extra><SatelliteID>not the first</SatelliteID></Extra></ProductMetaData>\n";
 
 void writeText(const QString& path, const QByteArray& text)
 {
@@ -46,7 +47,10 @@ QString textAt(const QDomDocument& document, const QString& path)
     return element.isNull() ? QStringLiteral("<absent>") : element.text();
 }
 
-double value(int band, int x, int y) { return band == 0 && x == 0 && y == 0 ? 0.0 : 10.0 * band + x * x + 3.0 * y; }
+double value(int band, int x, int y)
+{
+    return band == 0 && x == 0 && y == 0 ? 0.0 : 10.0 * band + x * x + 3.0 * y;
+}
 
 } // namespace
 
@@ -61,7 +65,8 @@ TEST(SourceMetadata, FirstKnownSpellingOfEachFieldWins)
     EXPECT_EQ(read.value("CloudCover"), "7");
     EXPECT_EQ(read.value("ProductId"), "");
     const datautil::SourceMetadata landsatLike = datautil::readSourceMetadata(
-        "<a:meta xmlns:a=\"u\"><a:SPACECRAFT_ID>LANDSAT_8</a:SPACECRAFT_ID><a:CLOUD_COVER>12.5</a:CLOUD_COVER></a:meta>");
+        "<a:meta "
+        "xmlns:a=\"u\"><a:SPACECRAFT_ID>LANDSAT_8</a:SPACECRAFT_ID><a:CLOUD_COVER>12.5</a:CLOUD_COVER></a:meta>");
     EXPECT_EQ(landsatLike.value("Satellite"), "LANDSAT_8");
     EXPECT_EQ(landsatLike.value("CloudCover"), "12.5");
     for (const char* broken : {"", "<a><b></a>", "not xml", "<a>"})
@@ -74,9 +79,10 @@ TEST(SourceMetadata, FirstKnownSpellingOfEachFieldWins)
 
 TEST(SourceMetadata, RealSentinel1Annotation)
 {
-    SKIP_WITHOUT_SHARED_DATA("sentinel1/S1B_IW_GRDH_1SDV_20210401T052623_20210401T052648_026269_032297_ECC8.SAFE/annotation");
-    const QString folder = sharedDataPath(
+    SKIP_WITHOUT_SHARED_DATA(
         "sentinel1/S1B_IW_GRDH_1SDV_20210401T052623_20210401T052648_026269_032297_ECC8.SAFE/annotation");
+    const QString folder =
+        sharedDataPath("sentinel1/S1B_IW_GRDH_1SDV_20210401T052623_20210401T052648_026269_032297_ECC8.SAFE/annotation");
     const QStringList names = QDir(folder).entryList({"*.xml"}, QDir::Files, QDir::Name);
     ASSERT_FALSE(names.isEmpty());
     QFile file(QDir(folder).filePath(names.front()));
@@ -96,7 +102,8 @@ TEST(CreateMetaData, RasterFactsSourceFieldsAndExtraElements)
     ASSERT_TRUE(makeGeoTiff(raster, 5, 4, 2, GDT_UInt16, value, {}, 0.0));
     writeText(source, kSource);
     const Outcome run = call([&](AlgoResult* r) {
-        return ExcuteAlgo_CreateMetaData(raster.toUtf8(), source.toUtf8(), "", "{\"Operator\":\"lee\",\"Quality\":{\"Grade\":\"A\"}}", r);
+        return ExcuteAlgo_CreateMetaData(raster.toUtf8(), source.toUtf8(), "",
+                                         "{\"Operator\":\"lee\",\"Quality\":{\"Grade\":\"A\"}}", r);
     });
     ASSERT_TRUE(run.ok) << run.message;
     const QString out = dir.filePath("scene_metadata.xml");
@@ -141,7 +148,8 @@ TEST(CreateMetaData, RasterFactsSourceFieldsAndExtraElements)
                     continue;
                 sum += v, squares += v * v, count += 1, low = std::min(low, v), high = std::max(high, v);
             }
-        QDomElement element = xml.documentElement().firstChildElement("ImageInfo").firstChildElement("Bands").firstChildElement("Band");
+        QDomElement element =
+            xml.documentElement().firstChildElement("ImageInfo").firstChildElement("Bands").firstChildElement("Band");
         for (int i = 0; i < band; ++i)
             element = element.nextSiblingElement("Band");
         EXPECT_EQ(element.attribute("index").toInt(), band + 1);
@@ -157,7 +165,8 @@ TEST(CreateMetaData, RasterFactsSourceFieldsAndExtraElements)
 TEST(CreateMetaData, RefusalsLeaveNoFile)
 {
     QTemporaryDir dir;
-    const QString raster = dir.filePath("scene.tif"), source = dir.filePath("src.xml"), broken = dir.filePath("broken.xml");
+    const QString raster = dir.filePath("scene.tif"), source = dir.filePath("src.xml"),
+                  broken = dir.filePath("broken.xml");
     ASSERT_TRUE(makeRaster(raster, 3, 3, 1, GDT_Byte, [](int, int x, int) { return x; }));
     writeText(source, kSource);
     writeText(broken, "<a><b></a>");
@@ -168,16 +177,22 @@ TEST(CreateMetaData, RefusalsLeaveNoFile)
         std::string message;
     };
     const Row rows[] = {
-        {broken, out, "", "CreateMetaData: the parameter InputXmlFile (" + broken.toStdString() + ") is not well-formed XML (line 1: "},
-        {dir.filePath("none.xml"), out, "", "CreateMetaData: the parameter InputXmlFile (" + dir.filePath("none.xml").toStdString() + ") is not a readable file!"},
+        {broken, out, "",
+         "CreateMetaData: the parameter InputXmlFile (" + broken.toStdString() + ") is not well-formed XML (line 1: "},
+        {dir.filePath("none.xml"), out, "",
+         "CreateMetaData: the parameter InputXmlFile (" + dir.filePath("none.xml").toStdString() +
+             ") is not a readable file!"},
         {source, out, "[1,2]", "CreateMetaData: the parameter OtherValue ([1,2]) is not a JSON object!"},
-        {source, out, "{\"1st\":2}", "CreateMetaData: the parameter OtherValue ({\"1st\":2}) holds the key 1st, which cannot be an element name!"},
-        {source, source, "", "CreateMetaData: the parameter OtherKey (" + source.toStdString() + ") names an input file!"},
+        {source, out, "{\"1st\":2}",
+         "CreateMetaData: the parameter OtherValue ({\"1st\":2}) holds the key 1st, which cannot be an element name!"},
+        {source, source, "",
+         "CreateMetaData: the parameter OtherKey (" + source.toStdString() + ") names an input file!"},
     };
     for (const Row& row : rows)
     {
         const Outcome run = call([&](AlgoResult* r) {
-            return ExcuteAlgo_CreateMetaData(raster.toUtf8(), row.xml.toUtf8(), row.otherKey.toUtf8(), row.otherValue.toUtf8(), r);
+            return ExcuteAlgo_CreateMetaData(raster.toUtf8(), row.xml.toUtf8(), row.otherKey.toUtf8(),
+                                             row.otherValue.toUtf8(), r);
         });
         EXPECT_FALSE(run.ok);
         EXPECT_EQ(run.message.substr(0, row.message.size()), row.message);
@@ -193,8 +208,9 @@ TEST(CreateMetaData, ThroughTheDispatcherWithItsLabels)
     const QString raster = dir.filePath("scene.tif"), source = dir.filePath("src.xml"), out = dir.filePath("o.xml");
     ASSERT_TRUE(makeRaster(raster, 3, 3, 1, GDT_Byte, [](int, int x, int) { return x; }));
     writeText(source, kSource);
-    const std::string json = "{\"InputFile\":\"" + raster.toStdString() + "\",\"InputXmlFile\":\"" + source.toStdString() +
-                             "\",\"OtherKey\":\"" + out.toStdString() + "\",\"OtherValue\":\"\"}";
+    const std::string json = "{\"InputFile\":\"" + raster.toStdString() + "\",\"InputXmlFile\":\"" +
+                             source.toStdString() + "\",\"OtherKey\":\"" + out.toStdString() +
+                             "\",\"OtherValue\":\"\"}";
     StdoutCapture capture;
     ASSERT_TRUE(ExcuteAlgo("CreateMetaData_PaInv", json.c_str(), nullptr));
     const std::string printed = capture.text();
@@ -211,7 +227,9 @@ TEST(ModifyMetaData, SetsOrCreatesTheElementAndRefreshesTheRasterFacts)
     const QString raster = dir.filePath("scene.tif"), source = dir.filePath("src.xml"), xml = dir.filePath("meta.xml");
     ASSERT_TRUE(makeRaster(raster, 3, 3, 1, GDT_Byte, [](int, int x, int) { return x; }));
     writeText(source, kSource);
-    ASSERT_TRUE(call([&](AlgoResult* r) { return ExcuteAlgo_CreateMetaData(raster.toUtf8(), source.toUtf8(), xml.toUtf8(), "", r); }).ok);
+    ASSERT_TRUE(call([&](AlgoResult* r) {
+                    return ExcuteAlgo_CreateMetaData(raster.toUtf8(), source.toUtf8(), xml.toUtf8(), "", r);
+                }).ok);
     // The raster is replaced by a larger one: the modified XML must describe the new one.
     QFile::remove(raster);
     ASSERT_TRUE(makeRaster(raster, 7, 2, 1, GDT_Byte, [](int, int x, int) { return x; }));
@@ -222,8 +240,9 @@ TEST(ModifyMetaData, SetsOrCreatesTheElementAndRefreshesTheRasterFacts)
     ASSERT_TRUE(set.ok) << set.message;
     EXPECT_EQ(outputLine(set.printed, "OutputXmlFile"), xml.toStdString());
     ASSERT_TRUE(call([&](AlgoResult* r) {
-        return ExcuteAlgo_ModifyMetaData(raster.toUtf8(), xml.toUtf8(), "ProductMetaData/Review/Grade", "B", r);
-    }).ok);
+                    return ExcuteAlgo_ModifyMetaData(raster.toUtf8(), xml.toUtf8(), "ProductMetaData/Review/Grade", "B",
+                                                     r);
+                }).ok);
     const QDomDocument document = readXml(xml);
     EXPECT_EQ(textAt(document, "ProductInfo/CloudCover"), "12");
     EXPECT_EQ(textAt(document, "ProductInfo/Satellite"), "GF1");
@@ -239,12 +258,14 @@ TEST(ModifyMetaData, SetsOrCreatesTheElementAndRefreshesTheRasterFacts)
     const std::pair<const char*, std::string> rows[] = {
         {"", "ModifyMetaData: the parameter OtherKey () is empty!"},
         {"//", "ModifyMetaData: the parameter OtherKey (//) names no element!"},
-        {"ProductInfo/a b", "ModifyMetaData: the parameter OtherKey (ProductInfo/a b) holds a b, which cannot be an element name!"},
+        {"ProductInfo/a b",
+         "ModifyMetaData: the parameter OtherKey (ProductInfo/a b) holds a b, which cannot be an element name!"},
         {"ProductMetaData", "ModifyMetaData: the parameter OtherKey (ProductMetaData) names the root element!"},
     };
     for (const auto& row : rows)
     {
-        const Outcome run = call([&](AlgoResult* r) { return ExcuteAlgo_ModifyMetaData(raster.toUtf8(), xml.toUtf8(), row.first, "x", r); });
+        const Outcome run = call(
+            [&](AlgoResult* r) { return ExcuteAlgo_ModifyMetaData(raster.toUtf8(), xml.toUtf8(), row.first, "x", r); });
         EXPECT_FALSE(run.ok);
         EXPECT_EQ(run.message, row.second);
     }
@@ -262,8 +283,8 @@ TEST(CreateMetaDataSynthesis, LineageOfEverySourceAndTheirSatellites)
     writeText(b, "<meta><Satellite>GF2</Satellite><Sensor>PMS1</Sensor><ProductID>42</ProductID></meta>");
     const QString out = dir.filePath("mosaic.xml");
     const Outcome run = call([&](AlgoResult* r) {
-        return ExcuteAlgo_CreateMetaDataSynthesis(raster.toUtf8(), (a + "|" + b).toUtf8(), out.toUtf8(), "Mosaic", "", "",
-                                                  "2024-05-06T07:08:09Z", "lab", "made for a test", r);
+        return ExcuteAlgo_CreateMetaDataSynthesis(raster.toUtf8(), (a + "|" + b).toUtf8(), out.toUtf8(), "Mosaic", "",
+                                                  "", "2024-05-06T07:08:09Z", "lab", "made for a test", r);
     });
     ASSERT_TRUE(run.ok) << run.message;
     EXPECT_EQ(outputLine(run.printed, "OutputXmlFile"), out.toStdString());

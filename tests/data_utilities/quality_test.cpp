@@ -68,7 +68,8 @@ TEST(QualityMeasures, AgreeWithBruteForce)
     EXPECT_NEAR(q.noise, (deviations[0] + deviations[1]) / 2.0, 1e-6);
 }
 
-// Band 1 of a real scene against a copy of itself moved 3 pixels right and 2 down (same georeferencing) and 10 brighter.
+// Band 1 of a real scene against a copy of itself moved 3 pixels right and 2 down (same georeferencing) and 10
+// brighter.
 TEST(QualityInspection, OffsetAndDifferencesAgainstAShiftedBrighterCopy)
 {
     SKIP_WITHOUT_SHARED_DATA("gdal/L7_ETMs.tif");
@@ -77,7 +78,8 @@ TEST(QualityInspection, OffsetAndDifferencesAgainstAShiftedBrighterCopy)
     const std::vector<double> band = readBand(scene, 1);
     const int width = 349, height = 352;
     const QString input = dir.filePath("input.tif"), reference = dir.filePath("reference.tif");
-    ASSERT_TRUE(makeRaster(input, width, height, 1, GDT_Float32, [&](int, int x, int y) { return band[size_t(y * width + x)]; }));
+    ASSERT_TRUE(makeRaster(input, width, height, 1, GDT_Float32,
+                           [&](int, int x, int y) { return band[size_t(y * width + x)]; }));
     ASSERT_TRUE(makeRaster(reference, width, height, 1, GDT_Float32, [&](int, int x, int y) {
         const int sx = std::clamp(x - 3, 0, width - 1), sy = std::clamp(y - 2, 0, height - 1);
         return band[size_t(sy * width + sx)] + 10.0;
@@ -106,7 +108,8 @@ TEST(QualityInspection, OffsetAndDifferencesAgainstAShiftedBrighterCopy)
             const double d = band[size_t(y * width + x)] - band[size_t(sy * width + sx)] - 10.0;
             sum += d, squares += d * d;
         }
-    const QStringList first = lines[lines.indexOf("band\tmean difference\tRMSE\tcorrelation\tpixels compared") + 1].split('\t');
+    const QStringList first =
+        lines[lines.indexOf("band\tmean difference\tRMSE\tcorrelation\tpixels compared") + 1].split('\t');
     EXPECT_NEAR(first[1].toDouble(), sum / (width * height), 1e-3);
     EXPECT_NEAR(first[2].toDouble(), std::sqrt(squares / (width * height)), 1e-3);
     EXPECT_EQ(first[4].toInt(), width * height);
@@ -120,7 +123,8 @@ TEST(QualityInspection, HtmlWithoutReferenceAndRefusals)
     ASSERT_TRUE(makeRaster(far, 8, 8, 1, GDT_UInt16, [](int, int, int) { return 1; }));
     setGrid(far, 0.0, 100.0, 10.0);
     const QString report = dir.filePath("report.html");
-    const Outcome run = call([&](AlgoResult* r) { return ExcuteAlgo_QualityInspection(input.toUtf8(), "", report.toUtf8(), 1, r); });
+    const Outcome run =
+        call([&](AlgoResult* r) { return ExcuteAlgo_QualityInspection(input.toUtf8(), "", report.toUtf8(), 1, r); });
     ASSERT_TRUE(run.ok) << run.message << run.printed;
     QFile file(report);
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
@@ -132,10 +136,15 @@ TEST(QualityInspection, HtmlWithoutReferenceAndRefusals)
     file.close();
 
     const QString other = dir.filePath("r.txt");
-    const Outcome apart = call([&](AlgoResult* r) { return ExcuteAlgo_QualityInspection(input.toUtf8(), far.toUtf8(), other.toUtf8(), 0, r); });
+    const Outcome apart = call([&](AlgoResult* r) {
+        return ExcuteAlgo_QualityInspection(input.toUtf8(), far.toUtf8(), other.toUtf8(), 0, r);
+    });
     EXPECT_FALSE(apart.ok);
-    EXPECT_EQ(apart.message, ("QualityInspection: the parameter ReferenceFile (" + far + ") does not overlap the input!").toStdString());
-    const Outcome option = call([&](AlgoResult* r) { return ExcuteAlgo_QualityInspection(input.toUtf8(), "", other.toUtf8(), 2, r); });
+    EXPECT_EQ(
+        apart.message,
+        ("QualityInspection: the parameter ReferenceFile (" + far + ") does not overlap the input!").toStdString());
+    const Outcome option =
+        call([&](AlgoResult* r) { return ExcuteAlgo_QualityInspection(input.toUtf8(), "", other.toUtf8(), 2, r); });
     EXPECT_EQ(option.message, "QualityInspection: the parameter Option (2) must be one of 0, 1!");
     EXPECT_FALSE(QFile::exists(other));
 }

@@ -76,7 +76,8 @@ TEST(RenderRaster, ClassImageInItsColoursAndThreeBandsAsJpeg)
     ASSERT_TRUE(makeRaster(classes, 9, 7, 1, GDT_Byte, [](int, int x, int y) { return (x + y) % 4; }));
     makeClassImage(classes, 4);
     const QString picture = dir.filePath("classes.tif.png");
-    ASSERT_TRUE(call([&](AlgoResult* r) { return ExcuteAlgo_RenderRaster(classes.toUtf8(), picture.toUtf8(), "", r); }).ok);
+    ASSERT_TRUE(
+        call([&](AlgoResult* r) { return ExcuteAlgo_RenderRaster(classes.toUtf8(), picture.toUtf8(), "", r); }).ok);
     GDALDataset* ds = GDALDataset::Open(picture.toUtf8().constData());
     ASSERT_EQ(ds->GetRasterCount(), 3);
     GDALClose(ds);
@@ -91,7 +92,8 @@ TEST(RenderRaster, ClassImageInItsColoursAndThreeBandsAsJpeg)
     const QString rgb = dir.filePath("rgb.tif");
     ASSERT_TRUE(makeRaster(rgb, 32, 32, 4, GDT_UInt16, [](int b, int x, int y) { return 1000 * b + 7 * x + y; }));
     const QString jpeg = dir.filePath("rgb.jpg");
-    const Outcome run = call([&](AlgoResult* r) { return ExcuteAlgo_RenderRaster(rgb.toUtf8(), jpeg.toUtf8(), "4,3,2", r); });
+    const Outcome run =
+        call([&](AlgoResult* r) { return ExcuteAlgo_RenderRaster(rgb.toUtf8(), jpeg.toUtf8(), "4,3,2", r); });
     ASSERT_TRUE(run.ok) << run.message;
     ds = GDALDataset::Open(jpeg.toUtf8().constData());
     ASSERT_TRUE(ds);
@@ -110,10 +112,12 @@ TEST(RenderRaster, Refusals)
     const QString in = dir.filePath("in.tif");
     ASSERT_TRUE(makeRaster(in, 4, 4, 3, GDT_Byte, [](int, int x, int) { return x; }));
     const std::pair<std::pair<QString, const char*>, std::string> rows[] = {
-        {{dir.filePath("a.bmp"), ""}, "RenderRaster: the parameter OutputFile (" + dir.filePath("a.bmp").toStdString() +
-                                          ") must end in .png, .jpg, .jpeg, .tif or .tiff!"},
+        {{dir.filePath("a.bmp"), ""},
+         "RenderRaster: the parameter OutputFile (" + dir.filePath("a.bmp").toStdString() +
+             ") must end in .png, .jpg, .jpeg, .tif or .tiff!"},
         {{dir.filePath("a.png"), "1|2"}, "RenderRaster: the parameter Bands (1|2) must name one band or three!"},
-        {{dir.filePath("a.png"), "1|2|4"}, "RenderRaster: the parameter Bands (1|2|4) must name bands between 1 and 3!"},
+        {{dir.filePath("a.png"), "1|2|4"},
+         "RenderRaster: the parameter Bands (1|2|4) must name bands between 1 and 3!"},
     };
     for (const auto& row : rows)
     {
@@ -184,5 +188,6 @@ TEST(BandTransform, OtherFormatsBySuffixAndTheSameFileRefused)
     EXPECT_EQ(readBand(img, 2), readBand(in, 2));
     const Outcome same = call([&](AlgoResult* r) { return ExcuteAlgo_BandTransform(in.toUtf8(), in.toUtf8(), r); });
     EXPECT_FALSE(same.ok);
-    EXPECT_EQ(same.message, ("BandTransform: the parameter OutputFile (" + in + ") names an input file!").toStdString());
+    EXPECT_EQ(same.message,
+              ("BandTransform: the parameter OutputFile (" + in + ") names an input file!").toStdString());
 }

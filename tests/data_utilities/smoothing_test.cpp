@@ -96,7 +96,8 @@ TEST(VectorSmooth, NeighboursInAShapefileStayWithoutGapOrOverlap)
     QTemporaryDir dir;
     const QString in = dir.filePath("fields.shp"), out = dir.filePath("smooth.gpkg");
     ASSERT_TRUE(makeVector(in, 32650, {"id"}, {{wktOf(kRingA), {1}, "a"}, {wktOf(kRingB), {2}, "b"}}));
-    const Outcome run = call([&](AlgoResult* r) { return ExcuteAlgo_VectorSmooth(in.toUtf8(), 0.1, 3.0, out.toUtf8(), r); });
+    const Outcome run =
+        call([&](AlgoResult* r) { return ExcuteAlgo_VectorSmooth(in.toUtf8(), 0.1, 3.0, out.toUtf8(), r); });
     ASSERT_TRUE(run.ok) << run.message;
     EXPECT_EQ(outputLine(run.printed, "OutputFile"), out.toStdString());
     GDALDataset* ds = GDALDataset::Open(out.toUtf8().constData(), GDAL_OF_VECTOR);
@@ -112,9 +113,11 @@ TEST(VectorSmooth, NeighboursInAShapefileStayWithoutGapOrOverlap)
     EXPECT_EQ(wkbFlatten(both->getGeometryType()), wkbPolygon);
     GDALClose(ds);
 
-    const Outcome half = call([&](AlgoResult* r) { return ExcuteAlgo_VectorSmooth(in.toUtf8(), 0.0, 1.5, out.toUtf8(), r); });
+    const Outcome half =
+        call([&](AlgoResult* r) { return ExcuteAlgo_VectorSmooth(in.toUtf8(), 0.0, 1.5, out.toUtf8(), r); });
     EXPECT_FALSE(half.ok);
     EXPECT_EQ(half.message, "VectorSmooth: the parameter Iterations (1.5) is not a whole number!");
-    const Outcome negative = call([&](AlgoResult* r) { return ExcuteAlgo_VectorSmooth(in.toUtf8(), -1.0, 1.0, out.toUtf8(), r); });
+    const Outcome negative =
+        call([&](AlgoResult* r) { return ExcuteAlgo_VectorSmooth(in.toUtf8(), -1.0, 1.0, out.toUtf8(), r); });
     EXPECT_EQ(negative.message, "VectorSmooth: the parameter Tolerance (-1) must be at least 0!");
 }

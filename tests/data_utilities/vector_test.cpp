@@ -17,8 +17,8 @@ namespace
 
 struct PolygonSummary
 {
-    std::map<int, int> count;      // features per value
-    std::map<int, double> area;    // total area per value
+    std::map<int, int> count;   // features per value
+    std::map<int, double> area; // total area per value
     std::map<int, std::string> name;
 };
 
@@ -127,7 +127,8 @@ TEST(RasterToVector, RealLandCoverAreasAgreeWithPixelCountsAndTheAttributeTable)
     const double noData = ds->GetRasterBand(1)->GetNoDataValue(&hasNoData);
     GDALClose(ds);
     const PolygonSummary got = summarise(dir.filePath("lc.shp"));
-    const PolygonSummary expected = components(readBand(in, 1), 84, 46, std::fabs(gt[1] * gt[5]), hasNoData ? int(noData) : -1);
+    const PolygonSummary expected =
+        components(readBand(in, 1), 84, 46, std::fabs(gt[1] * gt[5]), hasNoData ? int(noData) : -1);
     EXPECT_EQ(got.count, expected.count);
     for (const auto& item : expected.area)
         EXPECT_NEAR(got.area.at(item.first), item.second, 1e-3 * item.second) << item.first;
@@ -155,9 +156,8 @@ TEST(VectorToRaster, BurnValueAndFirstNumericFieldAgainstPixelCentresByHand)
     for (int burn : {0, 9})
     {
         const QString out = dir.filePath(QStringLiteral("burn%1.tif").arg(burn));
-        const Outcome run = call([&](AlgoResult* r) {
-            return ExcuteAlgo_VectorToRaster(shp.toUtf8(), 20, 10, burn, out.toUtf8(), r);
-        });
+        const Outcome run =
+            call([&](AlgoResult* r) { return ExcuteAlgo_VectorToRaster(shp.toUtf8(), 20, 10, burn, out.toUtf8(), r); });
         ASSERT_TRUE(run.ok) << run.message;
         EXPECT_EQ(outputLine(run.printed, "OutputFile"), out.toStdString());
         const std::vector<double> pixels = readBand(out, 1);
@@ -196,10 +196,12 @@ TEST(VectorToRaster, Refusals)
         {shp, 0, 5, 1, "VectorToRaster: the parameter Width (0) must be at least 1!"},
         {shp, 5, 0, 1, "VectorToRaster: the parameter Height (0) must be at least 1!"},
         {shp, 5, 5, -2, "VectorToRaster: the parameter BurnValue (-2) must be at least 0!"},
-        {raster, 5, 5, 1, "VectorToRaster: the parameter InputFile (" + raster.toStdString() + ") cannot be opened as a vector layer!"},
+        {raster, 5, 5, 1,
+         "VectorToRaster: the parameter InputFile (" + raster.toStdString() + ") cannot be opened as a vector layer!"},
         {empty, 5, 5, 1, "VectorToRaster: the parameter InputFile (" + empty.toStdString() + ") holds no feature!"},
-        {shp, 5, 5, 0, "VectorToRaster: the parameter BurnValue (0) burns each feature's first numeric field, and " +
-                           shp.toStdString() + " has none!"},
+        {shp, 5, 5, 0,
+         "VectorToRaster: the parameter BurnValue (0) burns each feature's first numeric field, and " +
+             shp.toStdString() + " has none!"},
     };
     for (const Row& row : rows)
     {
@@ -216,11 +218,12 @@ TEST(BufferAnalyse, GrowAndShrinkASquareByTheDistance)
 {
     QTemporaryDir dir;
     const QString shp = dir.filePath("squares.shp");
-    ASSERT_TRUE(makeVector(shp, 32650, {"id"},
-                           {{"POLYGON((0 0,10 0,10 10,0 10,0 0))", {1}, "big"},
-                            {"POLYGON((20 0,23 0,23 3,20 3,20 0))", {2}, "small"}}));
+    ASSERT_TRUE(makeVector(
+        shp, 32650, {"id"},
+        {{"POLYGON((0 0,10 0,10 10,0 10,0 0))", {1}, "big"}, {"POLYGON((20 0,23 0,23 3,20 3,20 0))", {2}, "small"}}));
     const QString grown = dir.filePath("grown.geojson");
-    const Outcome run = call([&](AlgoResult* r) { return ExcuteAlgo_BufferAnalyse(shp.toUtf8(), grown.toUtf8(), 1.0, r); });
+    const Outcome run =
+        call([&](AlgoResult* r) { return ExcuteAlgo_BufferAnalyse(shp.toUtf8(), grown.toUtf8(), 1.0, r); });
     ASSERT_TRUE(run.ok) << run.message;
     EXPECT_EQ(outputLine(run.printed, "OutputFile"), grown.toStdString());
     GDALDataset* ds = GDALDataset::Open(grown.toUtf8().constData(), GDAL_OF_VECTOR);
@@ -234,7 +237,8 @@ TEST(BufferAnalyse, GrowAndShrinkASquareByTheDistance)
     GDALClose(ds);
 
     const QString shrunk = dir.filePath("shrunk.shp");
-    ASSERT_TRUE(call([&](AlgoResult* r) { return ExcuteAlgo_BufferAnalyse(shp.toUtf8(), shrunk.toUtf8(), -2.0, r); }).ok);
+    ASSERT_TRUE(
+        call([&](AlgoResult* r) { return ExcuteAlgo_BufferAnalyse(shp.toUtf8(), shrunk.toUtf8(), -2.0, r); }).ok);
     ds = GDALDataset::Open(shrunk.toUtf8().constData(), GDAL_OF_VECTOR);
     layer = ds->GetLayer(0);
     ASSERT_EQ(layer->GetFeatureCount(), 1) << "the 3 m square vanishes";
@@ -243,7 +247,8 @@ TEST(BufferAnalyse, GrowAndShrinkASquareByTheDistance)
     EXPECT_EQ(first->GetFieldAsInteger("id"), 1);
     GDALClose(ds);
 
-    const Outcome bad = call([&](AlgoResult* r) { return ExcuteAlgo_BufferAnalyse(shp.toUtf8(), dir.filePath("b.txt").toUtf8(), 1.0, r); });
+    const Outcome bad = call(
+        [&](AlgoResult* r) { return ExcuteAlgo_BufferAnalyse(shp.toUtf8(), dir.filePath("b.txt").toUtf8(), 1.0, r); });
     EXPECT_FALSE(bad.ok);
     EXPECT_EQ(bad.message, "BufferAnalyse: the parameter OutputFile (" + dir.filePath("b.txt").toStdString() +
                                ") must end in .shp, .geojson, .json, .gpkg or .kml!");
@@ -256,8 +261,11 @@ TEST(VectorUnion, OverlayOfTwoLayersInDifferentSystems)
     QTemporaryDir dir;
     const QString a = dir.filePath("a.shp"), b = dir.filePath("b.shp");
     const double x0 = 500000, y0 = 4000000;
-    ASSERT_TRUE(makeVector(a, 32650, {"id"}, {{CPLSPrintf("POLYGON((%f %f,%f %f,%f %f,%f %f,%f %f))", x0, y0, x0 + 10, y0,
-                                                          x0 + 10, y0 + 10, x0, y0 + 10, x0, y0), {1}, "a"}}));
+    ASSERT_TRUE(makeVector(a, 32650, {"id"},
+                           {{CPLSPrintf("POLYGON((%f %f,%f %f,%f %f,%f %f,%f %f))", x0, y0, x0 + 10, y0, x0 + 10,
+                                        y0 + 10, x0, y0 + 10, x0, y0),
+                             {1},
+                             "a"}}));
     OGRSpatialReference zone50, zone51;
     zone50.importFromEPSG(32650);
     zone51.importFromEPSG(32651);
@@ -276,7 +284,8 @@ TEST(VectorUnion, OverlayOfTwoLayersInDifferentSystems)
     delete square;
 
     const QString out = dir.filePath("union.shp");
-    const Outcome run = call([&](AlgoResult* r) { return ExcuteAlgo_VectorUnion(a.toUtf8(), b.toUtf8(), out.toUtf8(), "", r); });
+    const Outcome run =
+        call([&](AlgoResult* r) { return ExcuteAlgo_VectorUnion(a.toUtf8(), b.toUtf8(), out.toUtf8(), "", r); });
     ASSERT_TRUE(run.ok) << run.message;
     GDALDataset* ds = GDALDataset::Open(out.toUtf8().constData(), GDAL_OF_VECTOR);
     ASSERT_TRUE(ds);
@@ -296,27 +305,33 @@ TEST(VectorUnion, OverlayOfTwoLayersInDifferentSystems)
     EXPECT_NEAR(areas["/b"], 75.0, 0.05);
 
     const QString named = dir.filePath("named.gpkg");
-    ASSERT_TRUE(call([&](AlgoResult* r) { return ExcuteAlgo_VectorUnion(a.toUtf8(), b.toUtf8(), named.toUtf8(), "name", r); }).ok);
+    ASSERT_TRUE(call([&](AlgoResult* r) {
+                    return ExcuteAlgo_VectorUnion(a.toUtf8(), b.toUtf8(), named.toUtf8(), "name", r);
+                }).ok);
     ds = GDALDataset::Open(named.toUtf8().constData(), GDAL_OF_VECTOR);
     ASSERT_EQ(ds->GetLayer(0)->GetLayerDefn()->GetFieldCount(), 2) << "name and name_2 only";
     EXPECT_EQ(ds->GetLayer(0)->GetFeatureCount(), 3);
     GDALClose(ds);
 
-    const Outcome bad = call([&](AlgoResult* r) { return ExcuteAlgo_VectorUnion(a.toUtf8(), b.toUtf8(), out.toUtf8(), "id,kind", r); });
+    const Outcome bad =
+        call([&](AlgoResult* r) { return ExcuteAlgo_VectorUnion(a.toUtf8(), b.toUtf8(), out.toUtf8(), "id,kind", r); });
     EXPECT_FALSE(bad.ok);
-    EXPECT_EQ(bad.message, "VectorUnion: the parameter Fields (id,kind) names the field kind, which neither layer has!");
+    EXPECT_EQ(bad.message,
+              "VectorUnion: the parameter Fields (id,kind) names the field kind, which neither layer has!");
 }
 
 // A host that answers "stop" at the first progress report gets false, the cancelled code and no file at all.
 TEST(DataUtilities, StoppedRunsLeaveNothing)
 {
     QTemporaryDir dir;
-    const QString raster = dir.filePath("in.tif"), classes = dir.filePath("classes.tif"), shp = dir.filePath("zones.shp");
+    const QString raster = dir.filePath("in.tif"), classes = dir.filePath("classes.tif"),
+                  shp = dir.filePath("zones.shp");
     const QString xml = dir.filePath("src.xml");
     ASSERT_TRUE(makeRaster(raster, 40, 30, 3, GDT_UInt16, [](int b, int x, int y) { return b * 100 + x * y % 17; }));
     ASSERT_TRUE(makeRaster(classes, 40, 30, 1, GDT_Byte, [](int, int x, int y) { return (x / 7 + y / 5) % 3; }));
     makeClassImage(classes, 3);
-    ASSERT_TRUE(makeVector(shp, 32650, {"v"}, {{"POLYGON((500000 3999100,500600 3999100,500600 4000000,500000 3999100))", {4}, "a"}}));
+    ASSERT_TRUE(makeVector(shp, 32650, {"v"},
+                           {{"POLYGON((500000 3999100,500600 3999100,500600 4000000,500000 3999100))", {4}, "a"}}));
     QFile source(xml);
     ASSERT_TRUE(source.open(QIODevice::WriteOnly));
     source.write("<meta><SatelliteID>GF1</SatelliteID></meta>");
@@ -324,20 +339,43 @@ TEST(DataUtilities, StoppedRunsLeaveNothing)
     const QStringList before = filesIn(dir.path());
     const QString out = dir.filePath("out");
     const std::vector<std::pair<const char*, std::function<bool(AlgoResult*)>>> calls = {
-        {"BandCombination", [&](AlgoResult* r) { return ExcuteAlgo_BandCombination((raster + "|" + classes).toUtf8(), (out + ".tif").toUtf8(), "", 0, r); }},
-        {"LayerStack", [&](AlgoResult* r) { return ExcuteAlgo_LayerStack((raster + "|" + classes).toUtf8(), (out + ".img").toUtf8(), r); }},
-        {"RenderRaster", [&](AlgoResult* r) { return ExcuteAlgo_RenderRaster(raster.toUtf8(), (out + ".png").toUtf8(), "", r); }},
-        {"BandTransform", [&](AlgoResult* r) { return ExcuteAlgo_BandTransform(raster.toUtf8(), (out + ".bil").toUtf8(), r); }},
+        {"BandCombination",
+         [&](AlgoResult* r) {
+             return ExcuteAlgo_BandCombination((raster + "|" + classes).toUtf8(), (out + ".tif").toUtf8(), "", 0, r);
+         }},
+        {"LayerStack",
+         [&](AlgoResult* r) {
+             return ExcuteAlgo_LayerStack((raster + "|" + classes).toUtf8(), (out + ".img").toUtf8(), r);
+         }},
+        {"RenderRaster",
+         [&](AlgoResult* r) { return ExcuteAlgo_RenderRaster(raster.toUtf8(), (out + ".png").toUtf8(), "", r); }},
+        {"BandTransform",
+         [&](AlgoResult* r) { return ExcuteAlgo_BandTransform(raster.toUtf8(), (out + ".bil").toUtf8(), r); }},
         {"RasterToVector", [&](AlgoResult* r) { return ExcuteAlgo_RasterToVector(classes.toUtf8(), 1, r); }},
-        {"VectorToRaster", [&](AlgoResult* r) { return ExcuteAlgo_VectorToRaster(shp.toUtf8(), 50, 50, 1, (out + ".tif").toUtf8(), r); }},
-        {"BufferAnalyse", [&](AlgoResult* r) { return ExcuteAlgo_BufferAnalyse(shp.toUtf8(), (out + ".shp").toUtf8(), 5.0, r); }},
-        {"VectorSmooth", [&](AlgoResult* r) { return ExcuteAlgo_VectorSmooth(shp.toUtf8(), 0.0, 2.0, (out + ".shp").toUtf8(), r); }},
-        {"VectorUnion", [&](AlgoResult* r) { return ExcuteAlgo_VectorUnion(shp.toUtf8(), shp.toUtf8(), (out + ".gpkg").toUtf8(), "", r); }},
-        {"BadlineInspection", [&](AlgoResult* r) { return ExcuteAlgo_BadlineInspection(raster.toUtf8(), (out + ".txt").toUtf8(), 5, r); }},
-        {"QualityInspection", [&](AlgoResult* r) { return ExcuteAlgo_QualityInspection(raster.toUtf8(), classes.toUtf8(), (out + ".html").toUtf8(), 1, r); }},
-        {"CreateMetaData", [&](AlgoResult* r) { return ExcuteAlgo_CreateMetaData(raster.toUtf8(), xml.toUtf8(), (out + ".xml").toUtf8(), "", r); }},
-        {"CreateMetaDataSynthesis", [&](AlgoResult* r) {
-             return ExcuteAlgo_CreateMetaDataSynthesis(raster.toUtf8(), xml.toUtf8(), (out + ".xml").toUtf8(), "", "", "", "", "", "", r);
+        {"VectorToRaster",
+         [&](AlgoResult* r) { return ExcuteAlgo_VectorToRaster(shp.toUtf8(), 50, 50, 1, (out + ".tif").toUtf8(), r); }},
+        {"BufferAnalyse",
+         [&](AlgoResult* r) { return ExcuteAlgo_BufferAnalyse(shp.toUtf8(), (out + ".shp").toUtf8(), 5.0, r); }},
+        {"VectorSmooth",
+         [&](AlgoResult* r) { return ExcuteAlgo_VectorSmooth(shp.toUtf8(), 0.0, 2.0, (out + ".shp").toUtf8(), r); }},
+        {"VectorUnion",
+         [&](AlgoResult* r) {
+             return ExcuteAlgo_VectorUnion(shp.toUtf8(), shp.toUtf8(), (out + ".gpkg").toUtf8(), "", r);
+         }},
+        {"BadlineInspection",
+         [&](AlgoResult* r) { return ExcuteAlgo_BadlineInspection(raster.toUtf8(), (out + ".txt").toUtf8(), 5, r); }},
+        {"QualityInspection",
+         [&](AlgoResult* r) {
+             return ExcuteAlgo_QualityInspection(raster.toUtf8(), classes.toUtf8(), (out + ".html").toUtf8(), 1, r);
+         }},
+        {"CreateMetaData",
+         [&](AlgoResult* r) {
+             return ExcuteAlgo_CreateMetaData(raster.toUtf8(), xml.toUtf8(), (out + ".xml").toUtf8(), "", r);
+         }},
+        {"CreateMetaDataSynthesis",
+         [&](AlgoResult* r) {
+             return ExcuteAlgo_CreateMetaDataSynthesis(raster.toUtf8(), xml.toUtf8(), (out + ".xml").toUtf8(), "", "",
+                                                       "", "", "", "", r);
          }},
     };
     for (const auto& entry : calls)

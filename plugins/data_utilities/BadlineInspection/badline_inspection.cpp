@@ -28,12 +28,23 @@ bool saturationOf(GDALDataType type, double* value)
 {
     switch (type)
     {
-    case GDT_Byte: *value = 255.0; return true;
-    case GDT_UInt16: *value = 65535.0; return true;
-    case GDT_Int16: *value = 32767.0; return true;
-    case GDT_UInt32: *value = 4294967295.0; return true;
-    case GDT_Int32: *value = 2147483647.0; return true;
-    default: return false;
+    case GDT_Byte:
+        *value = 255.0;
+        return true;
+    case GDT_UInt16:
+        *value = 65535.0;
+        return true;
+    case GDT_Int16:
+        *value = 32767.0;
+        return true;
+    case GDT_UInt32:
+        *value = 4294967295.0;
+        return true;
+    case GDT_Int32:
+        *value = 2147483647.0;
+        return true;
+    default:
+        return false;
     }
 }
 
@@ -86,7 +97,8 @@ protected:
     }
 
 private:
-    void writeReport(const QString& path, const QString& input, int threshold, const std::vector<BandFindings>& findings)
+    void writeReport(const QString& path, const QString& input, int threshold,
+                     const std::vector<BandFindings>& findings)
     {
         QFile file(path);
         if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))

@@ -17,7 +17,8 @@ protected:
     {
         algokit::GenericParams args(params<GenericAlgoRecord>(), GetName());
         datautil::combineBands(
-            args, true, [this](double percent) { progress(percent); }, [this](const QString& path) { claimOutput(path); });
+            args, true, [this](double percent) { progress(percent); },
+            [this](const QString& path) { claimOutput(path); });
         const QString aux = args.text(QStringLiteral("OutputFile")).value() + QStringLiteral(".aux.xml");
         if (QFileInfo::exists(aux))
             setResult(algokit::GenericOutputs().add(QStringLiteral("AuxFile"), aux).result());

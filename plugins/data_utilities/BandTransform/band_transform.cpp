@@ -25,8 +25,8 @@ protected:
 
         // ENVI names its interleave by suffix; every other format comes from the suffix as usual.
         const QString suffix = QFileInfo(output).suffix().toLower();
-        const bool enviInterleave = suffix == QLatin1String("bsq") || suffix == QLatin1String("bil") ||
-                                    suffix == QLatin1String("bip");
+        const bool enviInterleave =
+            suffix == QLatin1String("bsq") || suffix == QLatin1String("bil") || suffix == QLatin1String("bip");
         const QString format = enviInterleave ? QStringLiteral("ENVI") : algokit::driverForPath(output);
         CPLStringList argv;
         argv.AddString("-of");
@@ -43,7 +43,8 @@ protected:
         algokit::translateRaster(input.get(), output, argv, &bridge);
         // What the format cannot hold (band metadata of ENVI, for one) GDAL keeps in a side-car file.
         if (QFileInfo::exists(output + QStringLiteral(".aux.xml")))
-            setResult(algokit::GenericOutputs().add(QStringLiteral("AuxFile"), output + QStringLiteral(".aux.xml")).result());
+            setResult(
+                algokit::GenericOutputs().add(QStringLiteral("AuxFile"), output + QStringLiteral(".aux.xml")).result());
         progress(100.0);
         return true;
     }

@@ -25,21 +25,24 @@ protected:
         const QString output = args.text(QStringLiteral("OutputFile")).writableOutput();
         const QString driver = datautil::vectorDriverForPath(output);
         if (driver.isEmpty())
-            args.refuse(QStringLiteral("OutputFile"), output, QStringLiteral("must end in .shp, .geojson, .json, .gpkg or .kml"));
+            args.refuse(QStringLiteral("OutputFile"), output,
+                        QStringLiteral("must end in .shp, .geojson, .json, .gpkg or .kml"));
         if (!datautil::vectorPathFits(output))
             args.refuse(QStringLiteral("OutputFile"), output, QStringLiteral("is too long for a vector file"));
         if (QFileInfo(output).absoluteFilePath() == QFileInfo(inputPath).absoluteFilePath())
             args.refuse(QStringLiteral("OutputFile"), output, QStringLiteral("names an input file"));
         const double distance = args.real(QStringLiteral("Distance"));
         if (!std::isfinite(distance))
-            args.refuse(QStringLiteral("Distance"), QString::number(distance), QStringLiteral("is not a finite number"));
+            args.refuse(QStringLiteral("Distance"), QString::number(distance),
+                        QStringLiteral("is not a finite number"));
 
         m_output = output;
         GDALDatasetUniquePtr out = datautil::createVectorOutput(output);
         OGRLayer* layer = out->CreateLayer(QFileInfo(output).completeBaseName().toUtf8().constData(),
                                            input.layer->GetSpatialRef(), datautil::polygonLayerType(driver), nullptr);
         if (!layer)
-            throw algokit::AlgoError(QStringLiteral("Cannot create %1: %2").arg(output, QString::fromUtf8(CPLGetLastErrorMsg())));
+            throw algokit::AlgoError(
+                QStringLiteral("Cannot create %1: %2").arg(output, QString::fromUtf8(CPLGetLastErrorMsg())));
         const std::vector<int> fields = datautil::copyFields(input.layer->GetLayerDefn(), layer);
         const bool multi = datautil::polygonLayerType(driver) == wkbMultiPolygon;
 
@@ -63,12 +66,14 @@ protected:
                 result.SetField(int(i), feature->GetRawFieldRef(fields[i]));
             result.SetGeometryDirectly(buffered.release());
             if (layer->CreateFeature(&result) != OGRERR_NONE)
-                throw algokit::AlgoError(QStringLiteral("Writing %1 failed: %2").arg(output, QString::fromUtf8(CPLGetLastErrorMsg())));
+                throw algokit::AlgoError(
+                    QStringLiteral("Writing %1 failed: %2").arg(output, QString::fromUtf8(CPLGetLastErrorMsg())));
             if (done % 256 == 0)
                 progress(95.0 * double(done) / double(total));
         }
         if (inTransaction && layer->CommitTransaction() != OGRERR_NONE)
-            throw algokit::AlgoError(QStringLiteral("Writing %1 failed: %2").arg(output, QString::fromUtf8(CPLGetLastErrorMsg())));
+            throw algokit::AlgoError(
+                QStringLiteral("Writing %1 failed: %2").arg(output, QString::fromUtf8(CPLGetLastErrorMsg())));
         out.reset();
         progress(100.0);
         return true;

@@ -21,7 +21,8 @@ protected:
         const QString rasterPath = args.text(QStringLiteral("InputFile")).required();
         algokit::DatasetPtr raster = datautil::openRasterItem(args, QStringLiteral("InputFile"), rasterPath);
         const QString sourcePath = args.text(QStringLiteral("InputXmlFile")).required();
-        const datautil::SourceMetadata source = datautil::readSourceFile(args, QStringLiteral("InputXmlFile"), sourcePath);
+        const datautil::SourceMetadata source =
+            datautil::readSourceFile(args, QStringLiteral("InputXmlFile"), sourcePath);
         // The third argument is the output path; empty: <raster name>_metadata.xml beside the raster.
         QString output = args.text(QStringLiteral("OtherKey")).value().trimmed();
         if (output.isEmpty())
@@ -35,8 +36,8 @@ protected:
         const QJsonObject extra = datautil::jsonObjectArgument(args, QStringLiteral("OtherValue"));
 
         QDomDocument document;
-        document.appendChild(document.createProcessingInstruction(QStringLiteral("xml"),
-                                                                  QStringLiteral("version=\"1.0\" encoding=\"UTF-8\"")));
+        document.appendChild(document.createProcessingInstruction(
+            QStringLiteral("xml"), QStringLiteral("version=\"1.0\" encoding=\"UTF-8\"")));
         QDomElement root = document.createElement(QLatin1String(datautil::kMetadataRoot));
         document.appendChild(root);
         root.appendChild(datautil::sourceElement(document, QStringLiteral("ProductInfo"), source, sourcePath));

@@ -28,18 +28,21 @@ protected:
         for (const QString& path : sourcePaths)
             sources.push_back(datautil::readSourceFile(args, QStringLiteral("InputXmlFile"), path));
         const QString output = args.text(QStringLiteral("OutputXmlFile")).writableOutput();
-        datautil::refuseOverwritingInput(args, QStringLiteral("OutputXmlFile"), output, QStringList(sourcePaths) << rasterPath);
+        datautil::refuseOverwritingInput(args, QStringLiteral("OutputXmlFile"), output,
+                                         QStringList(sourcePaths) << rasterPath);
         const QString otherInfo = args.text(QStringLiteral("OtherInfo")).value().trimmed();
         const bool otherIsJson = otherInfo.startsWith(QLatin1Char('{'));
-        const QJsonObject otherObject = otherIsJson ? datautil::jsonObjectArgument(args, QStringLiteral("OtherInfo")) : QJsonObject();
+        const QJsonObject otherObject =
+            otherIsJson ? datautil::jsonObjectArgument(args, QStringLiteral("OtherInfo")) : QJsonObject();
 
         QDomDocument document;
-        document.appendChild(document.createProcessingInstruction(QStringLiteral("xml"),
-                                                                  QStringLiteral("version=\"1.0\" encoding=\"UTF-8\"")));
+        document.appendChild(document.createProcessingInstruction(
+            QStringLiteral("xml"), QStringLiteral("version=\"1.0\" encoding=\"UTF-8\"")));
         QDomElement root = document.createElement(QLatin1String(datautil::kMetadataRoot));
         document.appendChild(root);
         QDomElement product = document.createElement(QStringLiteral("ProductInfo"));
-        datautil::appendText(document, product, QStringLiteral("ProductType"), args.text(QStringLiteral("ProductType")).value());
+        datautil::appendText(document, product, QStringLiteral("ProductType"),
+                             args.text(QStringLiteral("ProductType")).value());
         // Satellite and sensor default to those of the sources, each named once.
         for (const char* field : {"Satellite", "Sensor"})
         {
@@ -48,22 +51,26 @@ protected:
             {
                 QStringList seen;
                 for (const auto& source : sources)
-                    if (!source.value(QLatin1String(field)).isEmpty() && !seen.contains(source.value(QLatin1String(field))))
+                    if (!source.value(QLatin1String(field)).isEmpty() &&
+                        !seen.contains(source.value(QLatin1String(field))))
                         seen << source.value(QLatin1String(field));
                 given = seen.join(QLatin1Char(','));
             }
             datautil::appendText(document, product, QLatin1String(field), given);
         }
         const QString produced = args.text(QStringLiteral("ProduceTime")).value().trimmed();
-        datautil::appendText(document, product, QStringLiteral("ProduceTime"), produced.isEmpty() ? datautil::utcNow() : produced);
-        datautil::appendText(document, product, QStringLiteral("Producer"), args.text(QStringLiteral("Producer")).value());
+        datautil::appendText(document, product, QStringLiteral("ProduceTime"),
+                             produced.isEmpty() ? datautil::utcNow() : produced);
+        datautil::appendText(document, product, QStringLiteral("Producer"),
+                             args.text(QStringLiteral("Producer")).value());
         root.appendChild(product);
 
         QDomElement lineage = document.createElement(QStringLiteral("Lineage"));
         lineage.setAttribute(QStringLiteral("count"), int(sources.size()));
         for (size_t i = 0; i < sources.size(); ++i)
         {
-            QDomElement source = datautil::sourceElement(document, QStringLiteral("Source"), sources[i], sourcePaths[int(i)]);
+            QDomElement source =
+                datautil::sourceElement(document, QStringLiteral("Source"), sources[i], sourcePaths[int(i)]);
             source.setAttribute(QStringLiteral("index"), int(i + 1));
             lineage.appendChild(source);
         }

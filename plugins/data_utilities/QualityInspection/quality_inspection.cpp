@@ -43,10 +43,17 @@ bool saturationOf(GDALDataType type, double* value)
 {
     switch (type)
     {
-    case GDT_Byte: *value = 255.0; return true;
-    case GDT_UInt16: *value = 65535.0; return true;
-    case GDT_Int16: *value = 32767.0; return true;
-    default: return false;
+    case GDT_Byte:
+        *value = 255.0;
+        return true;
+    case GDT_UInt16:
+        *value = 65535.0;
+        return true;
+    case GDT_Int16:
+        *value = 32767.0;
+        return true;
+    default:
+        return false;
     }
 }
 
@@ -117,14 +124,16 @@ private:
         if (!grid.georeferenced || !own.georeferenced)
         {
             if (grid.georeferenced != own.georeferenced || own.width != grid.width || own.height != grid.height)
-                args.refuse(QStringLiteral("ReferenceFile"), path,
-                            QStringLiteral("cannot be placed on the input's grid (no georeferencing, or another size)"));
+                args.refuse(
+                    QStringLiteral("ReferenceFile"), path,
+                    QStringLiteral("cannot be placed on the input's grid (no georeferencing, or another size)"));
             return;
         }
         double extent[4];
         const double* gt = grid.geoTransform;
         const double x0 = gt[0], x1 = gt[0] + grid.width * gt[1];
-        const double y0 = std::min(gt[3], gt[3] + grid.height * gt[5]), y1 = std::max(gt[3], gt[3] + grid.height * gt[5]);
+        const double y0 = std::min(gt[3], gt[3] + grid.height * gt[5]),
+                     y1 = std::max(gt[3], gt[3] + grid.height * gt[5]);
         if (!datautil::extentIn(reference, grid.wkt, extent) || extent[2] <= x0 || extent[0] >= x1 || extent[3] <= y0 ||
             extent[1] >= y1)
             args.refuse(QStringLiteral("ReferenceFile"), path, QStringLiteral("does not overlap the input"));
@@ -152,7 +161,8 @@ private:
                 CPLPopErrorHandler();
                 range[1] += (range[1] - range[0]) * 1e-9; // the maximum falls in the top level
             }
-            datautil::QualityAccumulator quality(width, hasNoData != 0, noData, saturates, saturation, range[0], range[1]);
+            datautil::QualityAccumulator quality(width, hasNoData != 0, noData, saturates, saturation, range[0],
+                                                 range[1]);
             datautil::LineAccumulator lines(width, height, hasNoData != 0, noData, saturates, saturation);
             algokit::forEachRowBlock(height, step, [&](int row0, int rows) {
                 algokit::readRows(band, row0, rows, buffer);
@@ -169,7 +179,7 @@ private:
 
     std::vector<Comparison> compare(GDALDataset* input, GDALDataset* reference)
     {
-        const int width = input->GetRasterXSize(), height = input->GetRasterYSize();
+        const int height = input->GetRasterYSize();
         const int count = std::min(input->GetRasterCount(), reference->GetRasterCount());
         const int step = algokit::rowsPerBlock(input, sizeof(double));
         std::vector<Comparison> result(static_cast<size_t>(count));
@@ -202,7 +212,6 @@ private:
                 const double va = saa / n - (sa / n) * (sa / n), vr = srr / n - (sr / n) * (sr / n);
                 c.correlation = va > 0 && vr > 0 ? (sar / n - (sa / n) * (sr / n)) / std::sqrt(va * vr) : std::nan("");
             }
-            (void)width;
         }
         return result;
     }
@@ -219,8 +228,10 @@ private:
             return offset;
         const int x0 = (width - size) / 2, y0 = (height - size) / 2;
         cv::Mat a(size, size, CV_64F), r(size, size, CV_64F);
-        if (input->GetRasterBand(1)->RasterIO(GF_Read, x0, y0, size, size, a.data, size, size, GDT_Float64, 0, 0) != CE_None ||
-            reference->GetRasterBand(1)->RasterIO(GF_Read, x0, y0, size, size, r.data, size, size, GDT_Float64, 0, 0) != CE_None)
+        if (input->GetRasterBand(1)->RasterIO(GF_Read, x0, y0, size, size, a.data, size, size, GDT_Float64, 0, 0) !=
+                CE_None ||
+            reference->GetRasterBand(1)->RasterIO(GF_Read, x0, y0, size, size, r.data, size, size, GDT_Float64, 0, 0) !=
+                CE_None)
             return offset;
         for (cv::Mat* m : {&a, &r})
             for (auto it = m->begin<double>(); it != m->end<double>(); ++it)
@@ -236,14 +247,13 @@ private:
         return offset;
     }
 
-    static QString header(const QString& path, GDALDataset* input)
+    static QString header(GDALDataset* input)
     {
         return QStringLiteral("%1 x %2 pixels, %3 bands, %4")
             .arg(input->GetRasterXSize())
             .arg(input->GetRasterYSize())
             .arg(input->GetRasterCount())
             .arg(QString::fromUtf8(GDALGetDataTypeName(input->GetRasterBand(1)->GetRasterDataType())));
-        (void)path;
     }
 
     void writeText(QTextStream& out, const QString& path, GDALDataset* input, const std::vector<BandReport>& bands,
@@ -251,7 +261,7 @@ private:
                    const datautil::RasterGrid& grid)
     {
         out << "Quality report of " << path << "\n";
-        out << "Image: " << header(path, input) << "\n";
+        out << "Image: " << header(input) << "\n";
         out << "band\tnodata %\tsaturated %\tentropy (bits)\taverage gradient\tnoise\tbad lines\tbad columns\n";
         for (size_t b = 0; b < bands.size(); ++b)
         {
@@ -264,9 +274,9 @@ private:
             return;
         out << "Reference: " << referencePath << "\n";
         if (offset.measured)
-            out << "Offset (pixels): " << fixed(offset.dx, 3) << ' ' << fixed(offset.dy, 3) << " (map units: "
-                << fixed(offset.dx * grid.geoTransform[1], 3) << ' ' << fixed(offset.dy * grid.geoTransform[5], 3)
-                << "), peak " << fixed(offset.response, 3) << "\n";
+            out << "Offset (pixels): " << fixed(offset.dx, 3) << ' ' << fixed(offset.dy, 3)
+                << " (map units: " << fixed(offset.dx * grid.geoTransform[1], 3) << ' '
+                << fixed(offset.dy * grid.geoTransform[5], 3) << "), peak " << fixed(offset.response, 3) << "\n";
         else
             out << "Offset (pixels): n/a\n";
         out << "band\tmean difference\tRMSE\tcorrelation\tpixels compared\n";
@@ -323,10 +333,17 @@ private:
             const double v = std::isfinite(values[i]) ? values[i] : 0.0;
             const int h = top > 0 ? int(std::lround(height * v / top)) : 0;
             const int x = 4 + int(i) * (barWidth + 4);
-            svg += QStringLiteral("<rect x=\"%1\" y=\"%2\" width=\"%3\" height=\"%4\" fill=\"#4a7ab5\"><title>band %5: %6</title></rect>"
+            svg += QStringLiteral("<rect x=\"%1\" y=\"%2\" width=\"%3\" height=\"%4\" fill=\"#4a7ab5\"><title>band %5: "
+                                  "%6</title></rect>"
                                   "<text x=\"%7\" y=\"%8\" font-size=\"10\" text-anchor=\"middle\">%5</text>")
-                       .arg(x).arg(height - h).arg(barWidth).arg(h).arg(i + 1).arg(fixed(values[i]))
-                       .arg(x + barWidth / 2).arg(height + 12);
+                       .arg(x)
+                       .arg(height - h)
+                       .arg(barWidth)
+                       .arg(h)
+                       .arg(i + 1)
+                       .arg(fixed(values[i]))
+                       .arg(x + barWidth / 2)
+                       .arg(height + 12);
         }
         return svg + QStringLiteral("</svg></figure>\n");
     }
@@ -336,9 +353,10 @@ private:
                    const datautil::RasterGrid& grid)
     {
         out << "<!DOCTYPE html>\n<html><head><meta charset=\"utf-8\"><title>Quality report</title>"
-               "<style>body{font-family:sans-serif}td,th{padding:2px 8px;text-align:right}figure{display:inline-block}</style>"
+               "<style>body{font-family:sans-serif}td,th{padding:2px "
+               "8px;text-align:right}figure{display:inline-block}</style>"
                "</head><body>\n";
-        out << "<h1>Quality report</h1>\n<p>" << path.toHtmlEscaped() << "<br>" << header(path, input) << "</p>\n";
+        out << "<h1>Quality report</h1>\n<p>" << path.toHtmlEscaped() << "<br>" << header(input) << "</p>\n";
         const QByteArray png = thumbnail(input);
         if (!png.isEmpty())
             out << "<p><img alt=\"thumbnail\" src=\"data:image/png;base64," << png << "\"></p>\n";
@@ -356,15 +374,16 @@ private:
             gradient.push_back(q.averageGradient);
             noise.push_back(q.noise);
         }
-        out << "</table>\n" << barChart("Entropy (bits)", entropy) << barChart("Average gradient", gradient)
+        out << "</table>\n"
+            << barChart("Entropy (bits)", entropy) << barChart("Average gradient", gradient)
             << barChart("Noise", noise);
         if (!referencePath.isEmpty())
         {
             out << "<h2>Against " << referencePath.toHtmlEscaped() << "</h2>\n<p>Offset (pixels): ";
             if (offset.measured)
-                out << fixed(offset.dx, 3) << ", " << fixed(offset.dy, 3) << " (map units: "
-                    << fixed(offset.dx * grid.geoTransform[1], 3) << ", " << fixed(offset.dy * grid.geoTransform[5], 3)
-                    << "), peak " << fixed(offset.response, 3);
+                out << fixed(offset.dx, 3) << ", " << fixed(offset.dy, 3)
+                    << " (map units: " << fixed(offset.dx * grid.geoTransform[1], 3) << ", "
+                    << fixed(offset.dy * grid.geoTransform[5], 3) << "), peak " << fixed(offset.response, 3);
             else
                 out << "n/a";
             out << "</p>\n<table><tr><th>band</th><th>mean difference</th><th>RMSE</th><th>correlation</th>"

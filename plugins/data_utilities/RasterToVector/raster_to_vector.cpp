@@ -61,11 +61,13 @@ protected:
         GDALRasterBand* band = input->GetRasterBand(bandNumber);
         const GDALDataType type = band->GetRasterDataType();
         if (GDALDataTypeIsComplex(type))
-            args.refuse(QStringLiteral("InputFile"), inputPath, QStringLiteral("holds complex pixels, which have no polygons"));
+            args.refuse(QStringLiteral("InputFile"), inputPath,
+                        QStringLiteral("holds complex pixels, which have no polygons"));
         const QFileInfo info(inputPath);
         m_output = info.absolutePath() + QLatin1Char('/') + info.completeBaseName() + QStringLiteral(".shp");
         if (!datautil::vectorPathFits(m_output))
-            args.refuse(QStringLiteral("InputFile"), inputPath, QStringLiteral("lies in a path too long for a shapefile beside it"));
+            args.refuse(QStringLiteral("InputFile"), inputPath,
+                        QStringLiteral("lies in a path too long for a shapefile beside it"));
 
         const bool floating = GDALDataTypeIsFloating(type);
         const bool classImage = band->GetColorTable() || band->GetCategoryNames() || band->GetDefaultRAT();
@@ -73,12 +75,15 @@ protected:
 
         GDALDatasetUniquePtr out = datautil::createVectorOutput(m_output);
         const OGRSpatialReference* own = input->GetSpatialRef();
-        OGRLayer* layer = out->CreateLayer(info.completeBaseName().toUtf8().constData(), const_cast<OGRSpatialReference*>(own), wkbPolygon, nullptr);
+        OGRLayer* layer = out->CreateLayer(info.completeBaseName().toUtf8().constData(),
+                                           const_cast<OGRSpatialReference*>(own), wkbPolygon, nullptr);
         if (!layer)
-            throw algokit::AlgoError(QStringLiteral("Cannot create %1: %2").arg(m_output, QString::fromUtf8(CPLGetLastErrorMsg())));
+            throw algokit::AlgoError(
+                QStringLiteral("Cannot create %1: %2").arg(m_output, QString::fromUtf8(CPLGetLastErrorMsg())));
         OGRFieldDefn valueField("value", floating || type == GDT_UInt32 ? OFTReal : OFTInteger);
         if (layer->CreateField(&valueField) != OGRERR_NONE)
-            throw algokit::AlgoError(QStringLiteral("Cannot create %1: %2").arg(m_output, QString::fromUtf8(CPLGetLastErrorMsg())));
+            throw algokit::AlgoError(
+                QStringLiteral("Cannot create %1: %2").arg(m_output, QString::fromUtf8(CPLGetLastErrorMsg())));
         if (classImage)
         {
             OGRFieldDefn nameField("class", OFTString);
@@ -97,7 +102,8 @@ protected:
         CSLDestroy(options);
         bridge.rethrowIfCancelled();
         if (err != CE_None)
-            throw algokit::AlgoError(QStringLiteral("Polygonising %1 failed: %2").arg(inputPath, QString::fromUtf8(CPLGetLastErrorMsg())));
+            throw algokit::AlgoError(
+                QStringLiteral("Polygonising %1 failed: %2").arg(inputPath, QString::fromUtf8(CPLGetLastErrorMsg())));
         if (classImage)
             nameClasses(layer, names);
         out.reset();
@@ -122,7 +128,8 @@ private:
                                      : QStringLiteral("Class_%1").arg(value + 1);
             feature->SetField(1, name.toUtf8().constData());
             if (layer->SetFeature(feature.get()) != OGRERR_NONE)
-                throw algokit::AlgoError(QStringLiteral("Naming the classes in %1 failed: %2").arg(m_output, QString::fromUtf8(CPLGetLastErrorMsg())));
+                throw algokit::AlgoError(QStringLiteral("Naming the classes in %1 failed: %2")
+                                             .arg(m_output, QString::fromUtf8(CPLGetLastErrorMsg())));
             if (++done % 4096 == 0)
                 progress(90.0 + 10.0 * double(done) / double(std::max<GIntBig>(1, count)));
         }

@@ -24,8 +24,11 @@ datautil::StretchRange bandRange(GDALRasterBand* band)
     const int width = band->GetXSize(), height = band->GetYSize();
     const int sampleWidth = std::min(width, 1024), sampleHeight = std::min(height, 1024);
     std::vector<double> sample(size_t(sampleWidth) * size_t(sampleHeight));
-    if (band->RasterIO(GF_Read, 0, 0, width, height, sample.data(), sampleWidth, sampleHeight, GDT_Float64, 0, 0) != CE_None)
-        throw algokit::AlgoError(QStringLiteral("Reading band %1 failed: %2").arg(band->GetBand()).arg(QString::fromUtf8(CPLGetLastErrorMsg())));
+    if (band->RasterIO(GF_Read, 0, 0, width, height, sample.data(), sampleWidth, sampleHeight, GDT_Float64, 0, 0) !=
+        CE_None)
+        throw algokit::AlgoError(QStringLiteral("Reading band %1 failed: %2")
+                                     .arg(band->GetBand())
+                                     .arg(QString::fromUtf8(CPLGetLastErrorMsg())));
     int hasNoData = 0;
     const double noData = band->GetNoDataValue(&hasNoData);
     double low = HUGE_VAL, high = -HUGE_VAL;
@@ -75,10 +78,11 @@ protected:
         const QString suffix = QFileInfo(output).suffix().toLower();
         const QStringList suffixes{"png", "jpg", "jpeg", "tif", "tiff"};
         if (!suffixes.contains(suffix))
-            args.refuse(QStringLiteral("OutputFile"), output, QStringLiteral("must end in .png, .jpg, .jpeg, .tif or .tiff"));
-        const QString format = suffix == QLatin1String("png")   ? QStringLiteral("PNG")
+            args.refuse(QStringLiteral("OutputFile"), output,
+                        QStringLiteral("must end in .png, .jpg, .jpeg, .tif or .tiff"));
+        const QString format = suffix == QLatin1String("png")           ? QStringLiteral("PNG")
                                : suffix.startsWith(QLatin1String("jp")) ? QStringLiteral("JPEG")
-                                                                       : QStringLiteral("GTiff");
+                                                                        : QStringLiteral("GTiff");
 
         const std::vector<int> bands = chosenBands(args, input.get());
         GDALRasterBand* first = input->GetRasterBand(bands[0]);

@@ -50,15 +50,18 @@ protected:
         datautil::VectorInput input = datautil::openVectorItem(args, QStringLiteral("InputFile"), inputPath);
         const double tolerance = args.real(QStringLiteral("Tolerance")).orDefault(0.0).atLeast(0.0);
         if (!std::isfinite(tolerance))
-            args.refuse(QStringLiteral("Tolerance"), QString::number(tolerance), QStringLiteral("is not a finite number"));
+            args.refuse(QStringLiteral("Tolerance"), QString::number(tolerance),
+                        QStringLiteral("is not a finite number"));
         const double iterationsValue = args.real(QStringLiteral("Iterations")).orDefault(2.0).range(0.0, 8.0);
         if (iterationsValue != std::floor(iterationsValue))
-            args.refuse(QStringLiteral("Iterations"), QString::number(iterationsValue), QStringLiteral("is not a whole number"));
+            args.refuse(QStringLiteral("Iterations"), QString::number(iterationsValue),
+                        QStringLiteral("is not a whole number"));
         const int iterations = int(iterationsValue);
         const QString output = args.text(QStringLiteral("OutputFile")).writableOutput();
         const QString driver = datautil::vectorDriverForPath(output);
         if (driver.isEmpty())
-            args.refuse(QStringLiteral("OutputFile"), output, QStringLiteral("must end in .shp, .geojson, .json, .gpkg or .kml"));
+            args.refuse(QStringLiteral("OutputFile"), output,
+                        QStringLiteral("must end in .shp, .geojson, .json, .gpkg or .kml"));
         if (!datautil::vectorPathFits(output))
             args.refuse(QStringLiteral("OutputFile"), output, QStringLiteral("is too long for a vector file"));
         if (QFileInfo(output).absoluteFilePath() == QFileInfo(inputPath).absoluteFilePath())
@@ -92,7 +95,8 @@ protected:
             for (size_t p = 0; p < polygons.size(); ++p)
                 for (int r = 0; r <= polygons[p]->getNumInteriorRings(); ++r)
                 {
-                    const OGRLinearRing* ring = r == 0 ? polygons[p]->getExteriorRing() : polygons[p]->getInteriorRing(r - 1);
+                    const OGRLinearRing* ring =
+                        r == 0 ? polygons[p]->getExteriorRing() : polygons[p]->getInteriorRing(r - 1);
                     if (!ring)
                         continue;
                     parts.push_back(pointsOf(ring));
@@ -117,28 +121,31 @@ protected:
             const OGRwkbGeometryType type = wkbFlatten(geometry->getGeometryType());
             if (places[i].polygon >= 0)
             {
-                OGRPolygon* polygon = type == wkbPolygon ? geometry->toPolygon()
-                                                         : geometry->toMultiPolygon()->getGeometryRef(places[i].polygon);
-                OGRLinearRing* ring = places[i].ring == 0 ? polygon->getExteriorRing() : polygon->getInteriorRing(places[i].ring - 1);
+                OGRPolygon* polygon = type == wkbPolygon
+                                          ? geometry->toPolygon()
+                                          : geometry->toMultiPolygon()->getGeometryRef(places[i].polygon);
+                OGRLinearRing* ring =
+                    places[i].ring == 0 ? polygon->getExteriorRing() : polygon->getInteriorRing(places[i].ring - 1);
                 setPoints(ring, smooth[i]);
             }
             else
             {
-                OGRLineString* line = type == wkbLineString ? geometry->toLineString()
-                                                            : geometry->toMultiLineString()->getGeometryRef(places[i].ring);
+                OGRLineString* line = type == wkbLineString
+                                          ? geometry->toLineString()
+                                          : geometry->toMultiLineString()->getGeometryRef(places[i].ring);
                 setPoints(line, smooth[i]);
             }
         }
 
         m_output = output;
         GDALDatasetUniquePtr out = datautil::createVectorOutput(output);
-        OGRLayer* layer = out->CreateLayer(QFileInfo(output).completeBaseName().toUtf8().constData(),
-                                           input.layer->GetSpatialRef(),
-                                           // Shapefiles mix single and multi parts in one type; elsewhere say nothing.
-                                           driver == QLatin1String("ESRI Shapefile") ? input.layer->GetGeomType() : wkbUnknown,
-                                           nullptr);
+        OGRLayer* layer = out->CreateLayer(
+            QFileInfo(output).completeBaseName().toUtf8().constData(), input.layer->GetSpatialRef(),
+            // Shapefiles mix single and multi parts in one type; elsewhere say nothing.
+            driver == QLatin1String("ESRI Shapefile") ? input.layer->GetGeomType() : wkbUnknown, nullptr);
         if (!layer)
-            throw algokit::AlgoError(QStringLiteral("Cannot create %1: %2").arg(output, QString::fromUtf8(CPLGetLastErrorMsg())));
+            throw algokit::AlgoError(
+                QStringLiteral("Cannot create %1: %2").arg(output, QString::fromUtf8(CPLGetLastErrorMsg())));
         const std::vector<int> fields = datautil::copyFields(input.layer->GetLayerDefn(), layer);
         const bool inTransaction = layer->StartTransaction() == OGRERR_NONE;
         for (size_t f = 0; f < features.size(); ++f)
@@ -148,12 +155,14 @@ protected:
                 result.SetField(int(i), features[f]->GetRawFieldRef(fields[i]));
             result.SetGeometry(features[f]->GetGeometryRef());
             if (layer->CreateFeature(&result) != OGRERR_NONE)
-                throw algokit::AlgoError(QStringLiteral("Writing %1 failed: %2").arg(output, QString::fromUtf8(CPLGetLastErrorMsg())));
+                throw algokit::AlgoError(
+                    QStringLiteral("Writing %1 failed: %2").arg(output, QString::fromUtf8(CPLGetLastErrorMsg())));
             if (f % 1024 == 0)
                 progress(60.0 + 39.0 * double(f) / double(features.size()));
         }
         if (inTransaction && layer->CommitTransaction() != OGRERR_NONE)
-            throw algokit::AlgoError(QStringLiteral("Writing %1 failed: %2").arg(output, QString::fromUtf8(CPLGetLastErrorMsg())));
+            throw algokit::AlgoError(
+                QStringLiteral("Writing %1 failed: %2").arg(output, QString::fromUtf8(CPLGetLastErrorMsg())));
         out.reset();
         progress(100.0);
         return true;

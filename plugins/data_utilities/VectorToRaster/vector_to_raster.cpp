@@ -39,7 +39,8 @@ protected:
         const QString output = args.text(QStringLiteral("OutputFile")).writableOutput();
         const QString format = algokit::driverForPath(output);
         if (format == QLatin1String("PNG") || format == QLatin1String("JPEG") || format == QLatin1String("VRT"))
-            args.refuse(QStringLiteral("OutputFile"), output, QStringLiteral("must be a GeoTIFF, an .img or an ENVI raster"));
+            args.refuse(QStringLiteral("OutputFile"), output,
+                        QStringLiteral("must be a GeoTIFF, an .img or an ENVI raster"));
 
         OGRFeatureDefn* definition = input.layer->GetLayerDefn();
         const int field = burnValue == 0 ? firstNumericField(definition) : -1;
@@ -61,11 +62,13 @@ protected:
 
         QStringList options;
         if (format == QLatin1String("GTiff"))
-            options << "TILED=YES" << "COMPRESS=LZW" << "BIGTIFF=IF_SAFER";
+            options << "TILED=YES"
+                    << "COMPRESS=LZW"
+                    << "BIGTIFF=IF_SAFER";
         claimOutput(output);
         algokit::OutputRaster raster(output, format, width, height, 1, type, options);
-        const double geoTransform[6] = {extent.MinX, (extent.MaxX - extent.MinX) / width, 0.0,
-                                        extent.MaxY, 0.0, -(extent.MaxY - extent.MinY) / height};
+        const double geoTransform[6] = {extent.MinX, (extent.MaxX - extent.MinX) / width,  0.0, extent.MaxY,
+                                        0.0,         -(extent.MaxY - extent.MinY) / height};
         raster.get()->SetGeoTransform(const_cast<double*>(geoTransform));
         if (const OGRSpatialReference* srs = input.layer->GetSpatialRef())
             raster.get()->SetSpatialRef(srs);
@@ -79,15 +82,18 @@ protected:
         double burn[1] = {double(burnValue)};
         char** rasterizeOptions = nullptr;
         if (field >= 0)
-            rasterizeOptions = CSLSetNameValue(rasterizeOptions, "ATTRIBUTE", definition->GetFieldDefn(field)->GetNameRef());
+            rasterizeOptions =
+                CSLSetNameValue(rasterizeOptions, "ATTRIBUTE", definition->GetFieldDefn(field)->GetNameRef());
         algokit::GdalProgress bridge([this](double percent) { progress(percent); });
         CPLErrorReset();
-        const CPLErr err = GDALRasterizeLayers(GDALDataset::ToHandle(raster.get()), 1, bandList, 1, layers, nullptr,
-                                               nullptr, burn, rasterizeOptions, algokit::GdalProgress::callback, &bridge);
+        const CPLErr err =
+            GDALRasterizeLayers(GDALDataset::ToHandle(raster.get()), 1, bandList, 1, layers, nullptr, nullptr, burn,
+                                rasterizeOptions, algokit::GdalProgress::callback, &bridge);
         CSLDestroy(rasterizeOptions);
         bridge.rethrowIfCancelled();
         if (err != CE_None)
-            throw algokit::AlgoError(QStringLiteral("Burning %1 failed: %2").arg(inputPath, QString::fromUtf8(CPLGetLastErrorMsg())));
+            throw algokit::AlgoError(
+                QStringLiteral("Burning %1 failed: %2").arg(inputPath, QString::fromUtf8(CPLGetLastErrorMsg())));
         raster.commit();
         progress(100.0);
         return true;

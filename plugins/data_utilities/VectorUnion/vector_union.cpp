@@ -51,14 +51,16 @@ protected:
         const QString output = args.text(QStringLiteral("OutputFile")).writableOutput();
         const QString driver = datautil::vectorDriverForPath(output);
         if (driver.isEmpty())
-            args.refuse(QStringLiteral("OutputFile"), output, QStringLiteral("must end in .shp, .geojson, .json, .gpkg or .kml"));
+            args.refuse(QStringLiteral("OutputFile"), output,
+                        QStringLiteral("must end in .shp, .geojson, .json, .gpkg or .kml"));
         if (!datautil::vectorPathFits(output))
             args.refuse(QStringLiteral("OutputFile"), output, QStringLiteral("is too long for a vector file"));
         for (const QString& input : {path1, path2})
             if (QFileInfo(output).absoluteFilePath() == QFileInfo(input).absoluteFilePath())
                 args.refuse(QStringLiteral("OutputFile"), output, QStringLiteral("names an input file"));
         QString fieldText = args.text(QStringLiteral("Fields")).value();
-        const QStringList fields = fieldText.replace(QLatin1Char(','), QLatin1Char('|')).split(QLatin1Char('|'), Qt::SkipEmptyParts);
+        const QStringList fields =
+            fieldText.replace(QLatin1Char(','), QLatin1Char('|')).split(QLatin1Char('|'), Qt::SkipEmptyParts);
         for (const QString& name : fields)
             if (first.layer->GetLayerDefn()->GetFieldIndex(name.trimmed().toUtf8().constData()) < 0 &&
                 second.layer->GetLayerDefn()->GetFieldIndex(name.trimmed().toUtf8().constData()) < 0)
@@ -91,10 +93,12 @@ protected:
 
         m_output = output;
         GDALDatasetUniquePtr out = datautil::createVectorOutput(output);
-        OGRLayer* result = out->CreateLayer(QFileInfo(output).completeBaseName().toUtf8().constData(), const_cast<OGRSpatialReference*>(srs),
-                                            datautil::polygonLayerType(driver), nullptr);
+        OGRLayer* result =
+            out->CreateLayer(QFileInfo(output).completeBaseName().toUtf8().constData(),
+                             const_cast<OGRSpatialReference*>(srs), datautil::polygonLayerType(driver), nullptr);
         if (!result)
-            throw algokit::AlgoError(QStringLiteral("Cannot create %1: %2").arg(output, QString::fromUtf8(CPLGetLastErrorMsg())));
+            throw algokit::AlgoError(
+                QStringLiteral("Cannot create %1: %2").arg(output, QString::fromUtf8(CPLGetLastErrorMsg())));
         char** options = nullptr;
         if (datautil::polygonLayerType(driver) == wkbMultiPolygon)
             options = CSLSetNameValue(options, "PROMOTE_TO_MULTI", "YES");
@@ -104,7 +108,8 @@ protected:
         CSLDestroy(options);
         bridge.rethrowIfCancelled();
         if (err != OGRERR_NONE)
-            throw algokit::AlgoError(QStringLiteral("The union failed: %1").arg(QString::fromUtf8(CPLGetLastErrorMsg())));
+            throw algokit::AlgoError(
+                QStringLiteral("The union failed: %1").arg(QString::fromUtf8(CPLGetLastErrorMsg())));
         out.reset();
         progress(100.0);
         return true;
@@ -147,7 +152,8 @@ private:
                 copy.SetGeometryDirectly(geometry);
             }
             if (layer->CreateFeature(&copy) != OGRERR_NONE)
-                throw algokit::AlgoError(QStringLiteral("Copying a layer failed: %1").arg(QString::fromUtf8(CPLGetLastErrorMsg())));
+                throw algokit::AlgoError(
+                    QStringLiteral("Copying a layer failed: %1").arg(QString::fromUtf8(CPLGetLastErrorMsg())));
         }
         return layer;
     }

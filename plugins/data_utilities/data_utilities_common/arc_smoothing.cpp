@@ -74,8 +74,8 @@ std::pair<std::vector<Key>, bool> canonical(const Polyline& arc)
 Polyline canonicalRing(const Polyline& ring)
 {
     Polyline open(ring.begin(), ring.end() - 1);
-    const auto smallest = std::min_element(open.begin(), open.end(),
-                                           [](const Point& a, const Point& b) { return keyOf(a) < keyOf(b); });
+    const auto smallest =
+        std::min_element(open.begin(), open.end(), [](const Point& a, const Point& b) { return keyOf(a) < keyOf(b); });
     std::rotate(open.begin(), smallest, open.end());
     if (open.size() > 2 && keyOf(open.back()) < keyOf(open[1]))
         std::reverse(open.begin() + 1, open.end());

@@ -65,26 +65,34 @@ void combineBands(const algokit::GenericParams& args, bool withDataType, const P
         const RasterGrid own = gridOf(input);
         if (i > 0 && (!grid.georeferenced || !own.georeferenced) &&
             (own.width != grid.width || own.height != grid.height))
-            args.refuse(QStringLiteral("InputFiles"), paths[int(i)],
-                        QStringLiteral("has no georeferencing to place it on the first raster's grid, and another size"));
+            args.refuse(
+                QStringLiteral("InputFiles"), paths[int(i)],
+                QStringLiteral("has no georeferencing to place it on the first raster's grid, and another size"));
         if (i > 0 && grid.georeferenced && own.georeferenced)
         {
             double extent[4];
             const double* gt = grid.geoTransform;
             const double gx0 = gt[0], gx1 = gt[0] + grid.width * gt[1];
-            const double gy0 = std::min(gt[3], gt[3] + grid.height * gt[5]), gy1 = std::max(gt[3], gt[3] + grid.height * gt[5]);
+            const double gy0 = std::min(gt[3], gt[3] + grid.height * gt[5]),
+                         gy1 = std::max(gt[3], gt[3] + grid.height * gt[5]);
             if (!extentIn(input, grid.wkt, extent) || extent[2] <= gx0 || extent[0] >= gx1 || extent[3] <= gy0 ||
                 extent[1] >= gy1)
-                args.refuse(QStringLiteral("InputFiles"), paths[int(i)], QStringLiteral("does not overlap the first raster"));
-            if (virtualOutput && !sameReferenceSystem(own.wkt, grid.wkt))
                 args.refuse(QStringLiteral("InputFiles"), paths[int(i)],
-                            QStringLiteral("is in another reference system than the first raster, which a .vrt output cannot resample"));
+                            QStringLiteral("does not overlap the first raster"));
+            if (virtualOutput && !sameReferenceSystem(own.wkt, grid.wkt))
+                args.refuse(
+                    QStringLiteral("InputFiles"), paths[int(i)],
+                    QStringLiteral(
+                        "is in another reference system than the first raster, which a .vrt output cannot resample"));
         }
         int badBand = 0;
         const std::vector<int> bands = bandsOfInput(groups, i, input->GetRasterCount(), &badBand);
         if (bands.empty())
             args.refuse(QStringLiteral("Bands"), bandsParam.value(),
-                        QStringLiteral("asks for band %1 of %2, which has %3 bands").arg(badBand).arg(paths[int(i)]).arg(input->GetRasterCount()));
+                        QStringLiteral("asks for band %1 of %2, which has %3 bands")
+                            .arg(badBand)
+                            .arg(paths[int(i)])
+                            .arg(input->GetRasterCount()));
         for (int band : bands)
             picks.push_back({input, band, isClassImage(input)});
     }

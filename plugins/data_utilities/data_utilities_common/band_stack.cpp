@@ -3,9 +3,9 @@
 
 #include "gdal_apps.h"
 
+#include <gdal_rat.h>
 #include <gdal_utils.h>
 #include <ogr_spatialref.h>
-#include <gdal_rat.h>
 #include <vrtdataset.h>
 
 #include <QFileInfo>
@@ -100,7 +100,8 @@ BandStack::BandStack(const RasterGrid& grid, GDALDataType type, const QString& v
     GDALDriver* driver = GetGDALDriverManager()->GetDriverByName("VRT");
     m_vrt = driver->Create(vrtPath.toUtf8().constData(), grid.width, grid.height, 0, GDT_Byte, nullptr);
     if (!m_vrt)
-        throw algokit::AlgoError(QStringLiteral("Cannot create %1: %2").arg(vrtPath, QString::fromUtf8(CPLGetLastErrorMsg())));
+        throw algokit::AlgoError(
+            QStringLiteral("Cannot create %1: %2").arg(vrtPath, QString::fromUtf8(CPLGetLastErrorMsg())));
     if (grid.georeferenced)
         m_vrt->SetGeoTransform(m_grid.geoTransform);
     if (!grid.wkt.empty())
@@ -213,7 +214,9 @@ bool BandStack::add(const BandPick& pick)
     GDALRasterBand* original = pick.source->GetRasterBand(pick.band);
     QString description = QString::fromUtf8(original->GetDescription());
     if (description.isEmpty())
-        description = QStringLiteral("%1 band %2").arg(QFileInfo(QString::fromUtf8(pick.source->GetDescription())).completeBaseName()).arg(pick.band);
+        description = QStringLiteral("%1 band %2")
+                          .arg(QFileInfo(QString::fromUtf8(pick.source->GetDescription())).completeBaseName())
+                          .arg(pick.band);
     band->SetDescription(description.toUtf8().constData());
     band->SetMetadata(original->GetMetadata());
     if (const GDALColorTable* colours = original->GetColorTable())
@@ -282,11 +285,12 @@ void writeStack(GDALDataset* stack, const QString& path, algokit::GdalProgress* 
     for (int b = 0; b < bands; ++b)
         algokit::forEachRowBlock(height, step, [&](int row0, int rows) {
             buffer.resize(size_t(width) * size_t(rows) * size_t(pixelBytes));
-            if (stack->GetRasterBand(b + 1)->RasterIO(GF_Read, 0, row0, width, rows, buffer.data(), width, rows, type, 0,
-                                                      0, nullptr) != CE_None ||
-                out.band(b)->RasterIO(GF_Write, 0, row0, width, rows, buffer.data(), width, rows, type, 0, 0, nullptr) !=
-                    CE_None)
-                throw algokit::AlgoError(QStringLiteral("Writing %1 failed: %2").arg(path, QString::fromUtf8(CPLGetLastErrorMsg())));
+            if (stack->GetRasterBand(b + 1)->RasterIO(GF_Read, 0, row0, width, rows, buffer.data(), width, rows, type,
+                                                      0, 0, nullptr) != CE_None ||
+                out.band(b)->RasterIO(GF_Write, 0, row0, width, rows, buffer.data(), width, rows, type, 0, 0,
+                                      nullptr) != CE_None)
+                throw algokit::AlgoError(
+                    QStringLiteral("Writing %1 failed: %2").arg(path, QString::fromUtf8(CPLGetLastErrorMsg())));
             algokit::GdalProgress::callback((b + double(row0 + rows) / height) / bands, nullptr, bridge);
             bridge->rethrowIfCancelled();
         });

@@ -11,12 +11,18 @@ const char* flawName(LineFlaw flaw)
 {
     switch (flaw)
     {
-    case LineFlaw::Zero: return "zero";
-    case LineFlaw::Saturated: return "saturated";
-    case LineFlaw::Constant: return "constant";
-    case LineFlaw::Duplicate: return "duplicate";
-    case LineFlaw::Outlier: return "outlier";
-    case LineFlaw::None: break;
+    case LineFlaw::Zero:
+        return "zero";
+    case LineFlaw::Saturated:
+        return "saturated";
+    case LineFlaw::Constant:
+        return "constant";
+    case LineFlaw::Duplicate:
+        return "duplicate";
+    case LineFlaw::Outlier:
+        return "outlier";
+    case LineFlaw::None:
+        break;
     }
     return "none";
 }
@@ -30,8 +36,7 @@ LineProfile::LineProfile(int lines)
 LineAccumulator::LineAccumulator(int width, int height, bool hasNoData, double noData, bool hasSaturation,
                                  double saturation)
     : m_width(width), m_hasNoData(hasNoData), m_noData(noData), m_hasSaturation(hasSaturation),
-      m_saturation(saturation), m_rows(height), m_columns(width),
-      m_previous(size_t(width), 0.0)
+      m_saturation(saturation), m_rows(height), m_columns(width), m_previous(size_t(width), 0.0)
 {
     // Columns start equal to their left neighbour and lose it at the first pixel that differs.
     std::fill(m_columns.sameAsPrevious.begin() + (width > 0 ? 1 : 0), m_columns.sameAsPrevious.end(), 1);
@@ -48,9 +53,11 @@ void LineAccumulator::add(const double* rows, int row0, int rowCount)
         for (int x = 0; x < m_width; ++x)
         {
             const double v = row[x];
-            if (sameAsPrevious && !(v == m_previous[size_t(x)] || (v != v && m_previous[size_t(x)] != m_previous[size_t(x)])))
+            if (sameAsPrevious &&
+                !(v == m_previous[size_t(x)] || (v != v && m_previous[size_t(x)] != m_previous[size_t(x)])))
                 sameAsPrevious = false;
-            if (x > 0 && m_columns.sameAsPrevious[size_t(x)] && !(v == row[x - 1] || (v != v && row[x - 1] != row[x - 1])))
+            if (x > 0 && m_columns.sameAsPrevious[size_t(x)] &&
+                !(v == row[x - 1] || (v != v && row[x - 1] != row[x - 1])))
                 m_columns.sameAsPrevious[size_t(x)] = 0;
             if (!valid(v))
                 continue;
@@ -153,7 +160,8 @@ std::vector<FlawedLine> findFlawedLines(const LineProfile& profile, double thres
         if (haveBelow)
             spread.push_back(std::fabs(below));
         if (haveAbove && haveBelow)
-            departure[size_t(i)] = (above > 0) != (below > 0) ? 0.0 : (std::fabs(above) < std::fabs(below) ? above : below);
+            departure[size_t(i)] =
+                (above > 0) != (below > 0) ? 0.0 : (std::fabs(above) < std::fabs(below) ? above : below);
         else
             departure[size_t(i)] = haveAbove ? above : below;
         measured[size_t(i)] = 1;

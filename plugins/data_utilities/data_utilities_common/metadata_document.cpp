@@ -8,8 +8,8 @@
 #include <QDateTime>
 #include <QFile>
 #include <QFileInfo>
-#include <QJsonDocument>
 #include <QJsonArray>
+#include <QJsonDocument>
 #include <QRegularExpression>
 #include <QSaveFile>
 #include <cmath>
@@ -236,7 +236,8 @@ QString appendJson(QDomDocument& document, QDomElement& parent, const QJsonObjec
             else
             {
                 const QVariant value = item.toVariant();
-                child.appendChild(document.createTextNode(item.isDouble() ? number(item.toDouble()) : value.toString()));
+                child.appendChild(
+                    document.createTextNode(item.isDouble() ? number(item.toDouble()) : value.toString()));
             }
             parent.appendChild(child);
         }

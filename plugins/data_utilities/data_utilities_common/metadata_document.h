@@ -30,7 +30,8 @@ QDomElement imageInfoElement(QDomDocument& document, GDALDataset* raster, const 
                              const std::function<void(double)>& progress);
 
 // <tag> holding one child per field found in the source's metadata, and <MetadataFile>.
-QDomElement sourceElement(QDomDocument& document, const QString& tag, const SourceMetadata& source, const QString& path);
+QDomElement sourceElement(QDomDocument& document, const QString& tag, const SourceMetadata& source,
+                          const QString& path);
 
 // Appends a child element with text.
 QDomElement appendText(QDomDocument& document, QDomElement& parent, const QString& tag, const QString& text);

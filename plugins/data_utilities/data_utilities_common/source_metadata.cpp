@@ -20,17 +20,22 @@ struct FieldSpellings
 const std::vector<FieldSpellings>& spellings()
 {
     static const std::vector<FieldSpellings> table = {
-        {"Satellite", {"satelliteid", "satellite", "satellitename", "spacecraftid", "spacecraft_id", "spacecraft_name",
-                       "platform", "platformname", "mission", "missionid", "spacecraft", "familyname"}},
-        {"Sensor", {"sensorid", "sensor", "sensorname", "sensor_id", "instrument", "instrumentname", "instrumentid",
-                    "imagingmode"}},
-        {"AcquisitionTime", {"acquisitiontime", "imagingstarttime", "starttime", "scenestarttime", "imagingtime",
-                             "receivetime", "date_acquired", "sensing_time", "sensingtime", "product_start_time",
-                             "datatakesensingstart", "acquisitionstarttime", "firstlinetime", "productfirstlineutc"}},
-        {"CloudCover", {"cloudpercent", "cloudcover", "cloud_cover", "cloud_coverage_assessment", "cloudcoverpercentage",
-                        "cloudpercentage", "cloudcoverage"}},
-        {"ProductId", {"productid", "product_id", "landsat_product_id", "product_uri", "productidentifier",
-                       "productname", "sceneid", "scene_id", "landsat_scene_id"}},
+        {"Satellite",
+         {"satelliteid", "satellite", "satellitename", "spacecraftid", "spacecraft_id", "spacecraft_name", "platform",
+          "platformname", "mission", "missionid", "spacecraft", "familyname"}},
+        {"Sensor",
+         {"sensorid", "sensor", "sensorname", "sensor_id", "instrument", "instrumentname", "instrumentid",
+          "imagingmode"}},
+        {"AcquisitionTime",
+         {"acquisitiontime", "imagingstarttime", "starttime", "scenestarttime", "imagingtime", "receivetime",
+          "date_acquired", "sensing_time", "sensingtime", "product_start_time", "datatakesensingstart",
+          "acquisitionstarttime", "firstlinetime", "productfirstlineutc"}},
+        {"CloudCover",
+         {"cloudpercent", "cloudcover", "cloud_cover", "cloud_coverage_assessment", "cloudcoverpercentage",
+          "cloudpercentage", "cloudcoverage"}},
+        {"ProductId",
+         {"productid", "product_id", "landsat_product_id", "product_uri", "productidentifier", "productname", "sceneid",
+          "scene_id", "landsat_scene_id"}},
         {"ProductLevel", {"productlevel", "processing_level", "processinglevel", "level", "data_type", "producttype"}},
         {"SunElevation", {"sunelevation", "sun_elevation", "solarelevation"}},
         {"SunAzimuth", {"sunazimuth", "sun_azimuth", "solarazimuth"}},
@@ -82,8 +87,7 @@ SourceMetadata readSourceMetadata(const QByteArray& xml)
     {
         switch (reader.readNext())
         {
-        case QXmlStreamReader::StartElement:
-        {
+        case QXmlStreamReader::StartElement: {
             if (depth++ == 0)
                 result.rootName = reader.name().toString();
             const auto it = lookup.find(reader.name().toString().toLower());
@@ -112,8 +116,9 @@ SourceMetadata readSourceMetadata(const QByteArray& xml)
     }
     if (reader.hasError() || result.rootName.isEmpty())
     {
-        result.error = reader.hasError() ? QStringLiteral("line %1: %2").arg(reader.lineNumber()).arg(reader.errorString())
-                                         : QStringLiteral("no root element");
+        result.error = reader.hasError()
+                           ? QStringLiteral("line %1: %2").arg(reader.lineNumber()).arg(reader.errorString())
+                           : QStringLiteral("no root element");
         result.fields.clear();
         return result;
     }

@@ -57,7 +57,8 @@ void removeVectorFiles(const QString& path)
     {
         const QFileInfo info(path);
         for (const char* side : {"shx", "dbf", "prj", "cpg", "qix", "sbn", "sbx"})
-            QFile::remove(info.path() + QLatin1Char('/') + info.completeBaseName() + QLatin1Char('.') + QLatin1String(side));
+            QFile::remove(info.path() + QLatin1Char('/') + info.completeBaseName() + QLatin1Char('.') +
+                          QLatin1String(side));
     }
 }
 
@@ -73,7 +74,8 @@ GDALDatasetUniquePtr createVectorOutput(const QString& path)
     CPLErrorReset();
     GDALDatasetUniquePtr out(driver->Create(path.toUtf8().constData(), 0, 0, 0, GDT_Unknown, nullptr));
     if (!out)
-        throw algokit::AlgoError(QStringLiteral("Cannot create %1: %2").arg(path, QString::fromUtf8(CPLGetLastErrorMsg())));
+        throw algokit::AlgoError(
+            QStringLiteral("Cannot create %1: %2").arg(path, QString::fromUtf8(CPLGetLastErrorMsg())));
     return out;
 }
 
@@ -91,8 +93,9 @@ std::vector<int> copyFields(OGRFeatureDefn* from, OGRLayer* to, const QStringLis
         if (!only.isEmpty() && !only.contains(QString::fromUtf8(field->GetNameRef()), Qt::CaseInsensitive))
             continue;
         if (to->CreateField(field) != OGRERR_NONE)
-            throw algokit::AlgoError(QStringLiteral("Cannot create the field %1: %2")
-                                         .arg(QString::fromUtf8(field->GetNameRef()), QString::fromUtf8(CPLGetLastErrorMsg())));
+            throw algokit::AlgoError(
+                QStringLiteral("Cannot create the field %1: %2")
+                    .arg(QString::fromUtf8(field->GetNameRef()), QString::fromUtf8(CPLGetLastErrorMsg())));
         copied.push_back(i);
     }
     return copied;
