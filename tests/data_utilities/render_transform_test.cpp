@@ -41,23 +41,36 @@ TEST(RenderRaster, OneBandIsStretchedToGreyWithNodataTransparentAndAWorldFile)
             valid.push_back(value(0, x, y));
     std::sort(valid.begin(), valid.end());
     const double low = percentile(valid, 0.02), high = percentile(valid, 0.98);
-    const std::vector<double> grey = readBand(out, 1), alpha = readBand(out, 2);
-    ASSERT_EQ(grey.size(), 2400u);
-    const double bucket = (valid.back() - valid.front()) / 1024.0;
-    const double tolerance = 1.0 + 254.0 * 2.0 * bucket / (high - low);
-    for (int y = 0; y < 40; ++y)
-        for (int x = 0; x < 60; ++x)
-        {
-            const size_t i = size_t(y * 60 + x);
-            if (x == 0)
+    // The GeoTIFF form maps alike and marks its second band as alpha.
+    const QString tiff = dir.filePath("dem_picture.tif");
+    ASSERT_TRUE(call([&](AlgoResult* r) { return ExcuteAlgo_RenderRaster(in.toUtf8(), tiff.toUtf8(), "", r); }).ok);
+    for (const QString& picture : {out, tiff})
+    {
+        const std::vector<double> grey = readBand(picture, 1), alpha = readBand(picture, 2);
+        ASSERT_EQ(grey.size(), 2400u);
+        const double bucket = (valid.back() - valid.front()) / 1024.0;
+        const double tolerance = 1.0 + 254.0 * 2.0 * bucket / (high - low);
+        for (int y = 0; y < 40; ++y)
+            for (int x = 0; x < 60; ++x)
             {
-                ASSERT_EQ(alpha[i], 0.0);
-                continue;
+                const size_t i = size_t(y * 60 + x);
+                if (x == 0)
+                {
+                    ASSERT_EQ(alpha[i], 0.0);
+                    continue;
+                }
+                ASSERT_EQ(alpha[i], 255.0);
+                const double expected = std::clamp(1.0 + (value(0, x, y) - low) / (high - low) * 254.0, 1.0, 255.0);
+                ASSERT_NEAR(grey[i], expected, tolerance) << picture.toStdString() << " " << x << "," << y;
             }
-            ASSERT_EQ(alpha[i], 255.0);
-            const double expected = std::clamp(1.0 + (value(0, x, y) - low) / (high - low) * 254.0, 1.0, 255.0);
-            ASSERT_NEAR(grey[i], expected, tolerance) << x << "," << y;
-        }
+    }
+    GDALDataset* ds = GDALDataset::Open(tiff.toUtf8().constData());
+    ASSERT_TRUE(ds);
+    EXPECT_EQ(ds->GetRasterBand(2)->GetColorInterpretation(), GCI_AlphaBand);
+    double gt[6];
+    ds->GetGeoTransform(gt);
+    EXPECT_EQ(gt[0], 500000.0);
+    GDALClose(ds);
 
     QFile world(dir.filePath("dem.wld"));
     ASSERT_TRUE(world.open(QIODevice::ReadOnly | QIODevice::Text));

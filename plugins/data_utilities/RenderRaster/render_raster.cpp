@@ -129,7 +129,15 @@ protected:
         argv.AddString("-a_nodata");
         argv.AddString("none");
         if (format == QLatin1String("GTiff"))
+        {
             algokit::addGeoTiffOptions(format, &argv);
+            // GeoTIFF marks a transparency band only when asked to at creation.
+            if (transparent && !palette)
+            {
+                argv.AddString("-co");
+                argv.AddString("ALPHA=YES");
+            }
+        }
         double geoTransform[6];
         const bool georeferenced = input->GetGeoTransform(geoTransform) == CE_None;
         if (format != QLatin1String("GTiff") && georeferenced)
