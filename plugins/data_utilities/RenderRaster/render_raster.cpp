@@ -16,19 +16,46 @@ namespace
 
 constexpr double kClip = 0.02;
 
-// The clip range of one band from the histogram of a sample of its pixels (a decimated read of at most 1024 x 1024,
-// nodata left out). Read here rather than asked of GDAL, which would keep the histogram in a side-car file beside
-// the input.
-datautil::StretchRange bandRange(GDALRasterBand* band)
+// About this many pixels are sampled for a band's stretch.
+constexpr double kSamplePixels = 1 << 20;
+
+// Pixels of a band for its stretch: every pixel of a small band; of a large one, whole natural blocks spread evenly
+// over it (so that only those blocks are read, unlike a decimated read that touches every block).
+std::vector<double> samplePixels(GDALRasterBand* band)
 {
     const int width = band->GetXSize(), height = band->GetYSize();
-    const int sampleWidth = std::min(width, 1024), sampleHeight = std::min(height, 1024);
-    std::vector<double> sample(size_t(sampleWidth) * size_t(sampleHeight));
-    if (band->RasterIO(GF_Read, 0, 0, width, height, sample.data(), sampleWidth, sampleHeight, GDT_Float64, 0, 0) !=
-        CE_None)
-        throw algokit::AlgoError(QStringLiteral("Reading band %1 failed: %2")
-                                     .arg(band->GetBand())
-                                     .arg(QString::fromUtf8(CPLGetLastErrorMsg())));
+    int blockWidth = 0, blockHeight = 0;
+    band->GetBlockSize(&blockWidth, &blockHeight);
+    blockWidth = std::max(1, std::min(blockWidth, width));
+    blockHeight = std::max(1, std::min(blockHeight, height));
+    const long long blocksAcross = (width + blockWidth - 1) / blockWidth,
+                    blocksDown = (height + blockHeight - 1) / blockHeight;
+    const long long blocks = blocksAcross * blocksDown;
+    const double wanted = std::ceil(kSamplePixels / (double(blockWidth) * blockHeight));
+    const long long stride = std::max<long long>(1, (long long)(double(blocks) / std::max(1.0, wanted)));
+    std::vector<double> sample, block;
+    // A stride that is not a multiple of the blocks across visits every column of blocks in turn.
+    const long long step = stride > 1 && stride % blocksAcross == 0 ? stride + 1 : stride;
+    for (long long index = 0; index < blocks; index += step)
+    {
+        const int bx = int(index % blocksAcross), by = int(index / blocksAcross);
+        const int x0 = bx * blockWidth, y0 = by * blockHeight;
+        const int w = std::min(blockWidth, width - x0), h = std::min(blockHeight, height - y0);
+        block.resize(size_t(w) * size_t(h));
+        if (band->RasterIO(GF_Read, x0, y0, w, h, block.data(), w, h, GDT_Float64, 0, 0) != CE_None)
+            throw algokit::AlgoError(QStringLiteral("Reading band %1 failed: %2")
+                                         .arg(band->GetBand())
+                                         .arg(QString::fromUtf8(CPLGetLastErrorMsg())));
+        sample.insert(sample.end(), block.begin(), block.end());
+    }
+    return sample;
+}
+
+// The clip range of one band from the histogram of a sample of its pixels (nodata left out). Read here rather than
+// asked of GDAL, which would keep the histogram in a side-car file beside the input.
+datautil::StretchRange bandRange(GDALRasterBand* band)
+{
+    std::vector<double> sample = samplePixels(band);
     int hasNoData = 0;
     const double noData = band->GetNoDataValue(&hasNoData);
     double low = HUGE_VAL, high = -HUGE_VAL;
@@ -94,11 +121,16 @@ protected:
         argv.AddString(format.toUtf8().constData());
         argv.AddString("-ot");
         argv.AddString("Byte");
-        for (int band : bands)
-        {
-            argv.AddString("-b");
-            argv.AddString(QByteArray::number(band).constData());
-        }
+        // Band selection makes GDAL's translator copy through a slower path: leave it out when all bands go, in order.
+        bool allBands = int(bands.size()) == input->GetRasterCount();
+        for (size_t i = 0; i < bands.size(); ++i)
+            allBands = allBands && bands[i] == int(i + 1);
+        if (!allBands || transparent)
+            for (int band : bands)
+            {
+                argv.AddString("-b");
+                argv.AddString(QByteArray::number(band).constData());
+            }
         if (palette)
         {
             argv.AddString("-expand");
@@ -122,9 +154,18 @@ protected:
                 argv.AddString("-b");
                 argv.AddString("mask");
             }
-            argv.AddString("-colorinterp");
-            argv.AddString(bands.size() == 3 ? (transparent ? "red,green,blue,alpha" : "red,green,blue")
-                                             : (transparent ? "gray,alpha" : "gray"));
+            // Colour meanings: GeoTIFF takes them as creation options (cheaper than relabelling the bands), PNG and
+            // JPEG from the band count; a transparency band is labelled so that GeoTIFF marks it.
+            if (transparent)
+            {
+                argv.AddString("-colorinterp");
+                argv.AddString(bands.size() == 3 ? "red,green,blue,alpha" : "gray,alpha");
+            }
+            if (format == QLatin1String("GTiff"))
+            {
+                argv.AddString("-co");
+                argv.AddString(bands.size() == 3 ? "PHOTOMETRIC=RGB" : "PHOTOMETRIC=MINISBLACK");
+            }
         }
         argv.AddString("-a_nodata");
         argv.AddString("none");
