@@ -102,6 +102,23 @@ TEST(RenderRaster, ClassImageInItsColoursAndThreeBandsAsJpeg)
                 ASSERT_EQ(pixels[size_t(y * 9 + x)], 10.0 * band * ((x + y) % 4));
     }
 
+    // With a nodata class, that class is transparent.
+    const QString holes = dir.filePath("holes.tif"), holesPicture = dir.filePath("holes.png");
+    ASSERT_TRUE(makeGeoTiff(
+        holes, 9, 7, 1, GDT_Byte, [](int, int x, int y) { return (x + y) % 4; }, {}, 0.0));
+    makeClassImage(holes, 4);
+    const QStringList before = filesIn(dir.path());
+    ASSERT_TRUE(
+        call([&](AlgoResult* r) { return ExcuteAlgo_RenderRaster(holes.toUtf8(), holesPicture.toUtf8(), "", r); }).ok);
+    EXPECT_EQ(filesIn(dir.path()).filter("holes.tif"), before.filter("holes.tif")) << "the input is left as it was";
+    const std::vector<double> alpha = readBand(holesPicture, 4), green = readBand(holesPicture, 2);
+    for (int y = 0; y < 7; ++y)
+        for (int x = 0; x < 9; ++x)
+        {
+            ASSERT_EQ(alpha[size_t(y * 9 + x)], (x + y) % 4 == 0 ? 0.0 : 255.0) << x << "," << y;
+            ASSERT_EQ(green[size_t(y * 9 + x)], 20.0 * ((x + y) % 4));
+        }
+
     const QString rgb = dir.filePath("rgb.tif");
     ASSERT_TRUE(makeRaster(rgb, 32, 32, 4, GDT_UInt16, [](int b, int x, int y) { return 1000 * b + 7 * x + y; }));
     const QString jpeg = dir.filePath("rgb.jpg");

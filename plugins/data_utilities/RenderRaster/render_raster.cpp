@@ -201,7 +201,12 @@ protected:
             claimOutput(auxFile);
         }
         algokit::GdalProgress bridge([this](double percent) { progress(percent); }, 10.0, 100.0);
-        algokit::translateRaster(input.get(), output, argv, &bridge);
+        // A classification image's nodata class becomes transparent through its colour entry's alpha, on a
+        // virtual copy so that the input is left as it is.
+        algokit::DatasetPtr source;
+        if (palette && transparent)
+            source = transparentNoDataClass(input.get(), bands[0]);
+        algokit::translateRaster(source ? source.get() : input.get(), output, argv, &bridge);
 
         algokit::GenericOutputs outputs;
         if (format != QLatin1String("GTiff") && QFile::exists(worldFile))
@@ -214,6 +219,26 @@ protected:
     }
 
 private:
+    static algokit::DatasetPtr transparentNoDataClass(GDALDataset* input, int bandNumber)
+    {
+        GDALRasterBand* band = input->GetRasterBand(bandNumber);
+        int hasNoData = 0;
+        const double noData = band->GetNoDataValue(&hasNoData);
+        const GDALColorTable* table = band->GetColorTable();
+        if (!hasNoData || noData < 0 || noData >= table->GetColorEntryCount() || noData != std::floor(noData))
+            return nullptr;
+        GDALDriver* vrt = GetGDALDriverManager()->GetDriverByName("VRT");
+        algokit::DatasetPtr copy(vrt->CreateCopy("", input, FALSE, nullptr, nullptr, nullptr));
+        if (!copy)
+            return nullptr;
+        std::unique_ptr<GDALColorTable> colours(table->Clone());
+        GDALColorEntry entry = *colours->GetColorEntry(int(noData));
+        entry.c4 = 0;
+        colours->SetColorEntry(int(noData), &entry);
+        copy->GetRasterBand(bandNumber)->SetColorTable(colours.get());
+        return copy;
+    }
+
     // Bands as given ("1|2|3" or "1,2,3"), else: a classification image's band, the red, green and blue bands
     // (or the first three), or the one band.
     std::vector<int> chosenBands(const algokit::GenericParams& args, GDALDataset* input) const
