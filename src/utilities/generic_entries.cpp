@@ -161,7 +161,7 @@ ALGO_API bool ExcuteAlgo_QualityInspection(const char* inputFile, const char* re
     return runGenericEntry("QualityInspection",
         {
             requiredText("InputFile", inputFile),
-            requiredText("ReferenceFile", referenceFile),
+            text("ReferenceFile", referenceFile), // optional: without it the report has no comparison
             outputPath("ReportFile", reportFile),
             number("Option", option),
         },
