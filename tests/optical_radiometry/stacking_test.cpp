@@ -223,6 +223,7 @@ TEST(Sen2DataTransform2, ReadsAZippedProduct)
 TEST(Sen2DataTransform2, SceneClassificationOfAnL2AProduct)
 {
     SKIP_WITHOUT_SHARED_DATA("sentinel2/s2_B05.jp2");
+    GDALAllRegister(); // the fixture is opened here, before any entry has registered GDAL's drivers
     QTemporaryDir dir;
     const QString safe = opticalfixtures::makeSentinel2Safe(dir.path(), "L2A", "04.00", true);
     // A scene classification on B05's grid: class (x + y) % 12.
