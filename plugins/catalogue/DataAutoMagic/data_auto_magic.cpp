@@ -1,0 +1,450 @@
+// Plug-in "DataAutoMagic": automatic ingest of a delivery folder - unpack archives, recognise each product,
+// write an analysis-ready raster per product, thumbnails, a footprint index and a JSON manifest of what was
+// done and what was refused and why. One product failing does not stop the others.
+#include "archive_unpack.h"
+#include "generic_params.h"
+#include "image_index.h"
+#include "picture.h"
+#include "plugin_base.h"
+
+#include <gdal_utils.h>
+#include <gdal_vrt.h>
+
+#include <QDir>
+#include <QDirIterator>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QRegularExpression>
+#include <QSaveFile>
+
+namespace
+{
+
+struct Steps
+{
+    bool unpack = true;
+    bool convert = true;
+    bool thumbnails = true;
+    bool index = true;
+    QString indexFormat = QStringLiteral("gpkg");
+};
+
+// A name for a product's outputs: its file or folder name without suffixes, safe in any file system.
+QString outputStem(const catalogue::CatalogueItem& item)
+{
+    QString name = QFileInfo(item.path).fileName();
+    if (name == QLatin1String("manifest.safe"))
+        name = QFileInfo(QFileInfo(item.path).absolutePath()).fileName();
+    name.remove(QRegularExpression(QStringLiteral("(_MTL\\.txt|\\.meta\\.xml|\\.SAFE|\\.[A-Za-z0-9]{1,8})$"),
+                                   QRegularExpression::CaseInsensitiveOption));
+    name.replace(QRegularExpression(QStringLiteral("[^A-Za-z0-9._-]")), QStringLiteral("_"));
+    return name.isEmpty() ? QStringLiteral("product") : name;
+}
+
+// The product's rasters that share the grid of its footprint image (same size), in band order.
+QStringList stackMembers(const catalogue::CatalogueItem& item)
+{
+    const QFileInfo image(item.imagePath);
+    QStringList members;
+    if (item.memberCount <= 1)
+        return {item.imagePath};
+    CPLPushErrorHandler(CPLQuietErrorHandler);
+    algokit::DatasetPtr reference(GDALDataset::Open(item.imagePath.toUtf8().constData(), GDAL_OF_RASTER));
+    CPLPopErrorHandler();
+    if (!reference)
+        return {};
+    static const QRegularExpression band(QStringLiteral("^(.+)_B(\\d{1,2})(A?)\\.(tif|tiff|jp2)$"),
+                                         QRegularExpression::CaseInsensitiveOption);
+    const QRegularExpressionMatch own = band.match(image.fileName());
+    QStringList candidates = image.absoluteDir().entryList(QDir::Files, QDir::Name);
+    std::sort(candidates.begin(), candidates.end(), [&](const QString& a, const QString& b) {
+        const auto ma = band.match(a), mb = band.match(b);
+        const int ka = ma.hasMatch() ? ma.captured(2).toInt() * 2 + !ma.captured(3).isEmpty() : 1000;
+        const int kb = mb.hasMatch() ? mb.captured(2).toInt() * 2 + !mb.captured(3).isEmpty() : 1000;
+        return ka != kb ? ka < kb : a < b;
+    });
+    for (const QString& name : candidates)
+    {
+        const QRegularExpressionMatch m = band.match(name);
+        const bool sameProduct = own.hasMatch() ? (m.hasMatch() && m.captured(1) == own.captured(1))
+                                                : catalogue::looksLikeRaster(name);
+        if (!sameProduct)
+            continue;
+        const QString path = image.absoluteDir().filePath(name);
+        CPLPushErrorHandler(CPLQuietErrorHandler);
+        algokit::DatasetPtr other(GDALDataset::Open(path.toUtf8().constData(), GDAL_OF_RASTER));
+        CPLPopErrorHandler();
+        if (other && other->GetRasterXSize() == reference->GetRasterXSize() &&
+            other->GetRasterYSize() == reference->GetRasterYSize() && other->GetRasterCount() == 1)
+            members << path;
+    }
+    return members.isEmpty() ? QStringList{item.imagePath} : members;
+}
+
+// A tiled, compressed GeoTIFF copy of an open raster; nothing is left when GDAL fails.
+bool translateToGeoTiff(GDALDatasetH source, const QString& output, QString* error)
+{
+    CPLStringList args;
+    for (const char* a : {"-of", "GTiff", "-co", "TILED=YES", "-co", "COMPRESS=DEFLATE", "-co", "BIGTIFF=IF_SAFER"})
+        args.AddString(a);
+    GDALTranslateOptions* options = GDALTranslateOptionsNew(args.List(), nullptr);
+    int usageError = 0;
+    CPLPushErrorHandler(CPLQuietErrorHandler);
+    CPLErrorReset();
+    GDALDatasetH out = GDALTranslate(output.toUtf8().constData(), source, options, &usageError);
+    // Unreadable pixels of a damaged source may only show when the copy is flushed and closed.
+    if (out)
+        GDALClose(out);
+    const bool failed = !out || CPLGetLastErrorType() >= CE_Failure;
+    const QString detail = QString::fromUtf8(CPLGetLastErrorMsg()).left(200);
+    CPLPopErrorHandler();
+    GDALTranslateOptionsFree(options);
+    if (failed)
+    {
+        *error = QStringLiteral("cannot be converted to GeoTIFF%1")
+                     .arg(detail.isEmpty() ? QString() : QStringLiteral(" (%1)").arg(detail));
+        algokit::deleteRasterFiles(output);
+        return false;
+    }
+    return true;
+}
+
+bool writeGeoTiff(const QString& source, const QString& output, QString* error)
+{
+    CPLPushErrorHandler(CPLQuietErrorHandler);
+    GDALDatasetH dataset = GDALOpen(source.toUtf8().constData(), GA_ReadOnly);
+    CPLPopErrorHandler();
+    if (!dataset)
+    {
+        *error = QStringLiteral("is not a raster GDAL can open");
+        return false;
+    }
+    const bool written = translateToGeoTiff(dataset, output, error);
+    GDALClose(dataset);
+    return written;
+}
+
+// Band stacking through a VRT, then a tiled, compressed GeoTIFF; band names from the file names.
+bool writeStack(const QStringList& members, const QString& output, QString* error)
+{
+    if (members.size() == 1)
+        return writeGeoTiff(members.first(), output, error);
+    CPLStringList sources;
+    for (const QString& m : members)
+        sources.AddString(m.toUtf8().constData());
+    const QString vrtPath = QStringLiteral("/vsimem/%1.vrt").arg(quintptr(&members));
+    CPLStringList vrtArgs;
+    vrtArgs.AddString("-separate");
+    GDALBuildVRTOptions* vrtOptions = GDALBuildVRTOptionsNew(vrtArgs.List(), nullptr);
+    int usageError = 0;
+    CPLPushErrorHandler(CPLQuietErrorHandler);
+    GDALDatasetH vrt = GDALBuildVRT(vrtPath.toUtf8().constData(), members.size(), nullptr, sources.List(),
+                                    vrtOptions, &usageError);
+    CPLPopErrorHandler();
+    GDALBuildVRTOptionsFree(vrtOptions);
+    if (!vrt)
+    {
+        *error = QStringLiteral("its bands cannot be stacked");
+        return false;
+    }
+    for (int b = 0; b < members.size() && b < GDALGetRasterCount(vrt); ++b)
+        GDALSetDescription(GDALGetRasterBand(vrt, b + 1), QFileInfo(members[b]).completeBaseName().toUtf8().constData());
+    const bool written = translateToGeoTiff(vrt, output, error);
+    GDALClose(vrt);
+    VSIUnlink(vrtPath.toUtf8().constData());
+    return written;
+}
+
+// Radar measurements (complex, in sensor geometry) imported without copying: a VRT whose bands are the
+// measurements of the reference's size, with the reference's GCPs.
+bool writeRadarVrt(const QStringList& members, const QString& output, QString* error)
+{
+    std::vector<algokit::DatasetPtr> sources;
+    CPLPushErrorHandler(CPLQuietErrorHandler);
+    for (const QString& m : members)
+        if (algokit::DatasetPtr d{GDALDataset::Open(m.toUtf8().constData(), GDAL_OF_RASTER)})
+            sources.push_back(std::move(d));
+    CPLPopErrorHandler();
+    if (sources.empty())
+    {
+        *error = QStringLiteral("none of its measurements opens");
+        return false;
+    }
+    GDALDataset* reference = sources.front().get();
+    GDALDriver* driver = GetGDALDriverManager()->GetDriverByName("VRT");
+    const GDALDataType type = reference->GetRasterBand(1)->GetRasterDataType();
+    algokit::DatasetPtr vrt(driver->Create(output.toUtf8().constData(), reference->GetRasterXSize(),
+                                           reference->GetRasterYSize(), 0, type, nullptr));
+    if (!vrt)
+    {
+        *error = QStringLiteral("%1 cannot be created").arg(output);
+        return false;
+    }
+    for (size_t i = 0; i < sources.size(); ++i)
+    {
+        GDALDataset* source = sources[i].get();
+        if (source->GetRasterXSize() != reference->GetRasterXSize() ||
+            source->GetRasterYSize() != reference->GetRasterYSize())
+            continue;
+        for (int b = 1; b <= source->GetRasterCount(); ++b)
+        {
+            vrt->AddBand(source->GetRasterBand(b)->GetRasterDataType(), nullptr);
+            GDALRasterBand* band = vrt->GetRasterBand(vrt->GetRasterCount());
+            VRTAddSimpleSource(band, source->GetRasterBand(b), 0, 0, source->GetRasterXSize(),
+                               source->GetRasterYSize(), 0, 0, source->GetRasterXSize(), source->GetRasterYSize(),
+                               nullptr, VRT_NODATA_UNSET);
+            band->SetDescription(QFileInfo(members[int(i)]).completeBaseName().toUtf8().constData());
+        }
+    }
+    if (reference->GetGCPCount() > 0)
+        vrt->SetGCPs(reference->GetGCPCount(), reference->GetGCPs(), reference->GetGCPSpatialRef());
+    double transform[6];
+    if (reference->GetGeoTransform(transform) == CE_None)
+    {
+        vrt->SetGeoTransform(transform);
+        vrt->SetSpatialRef(reference->GetSpatialRef());
+    }
+    vrt.reset();
+    return true;
+}
+
+class DataAutoMagic : public algokit::PluginBase
+{
+public:
+    DataAutoMagic() : PluginBase(QStringLiteral("DataAutoMagic")) {}
+
+protected:
+    bool run() override
+    {
+        const auto& record = params<GenericAlgoRecord>();
+        algokit::GenericParams args(record, GetName());
+        const QString input = args.text("InputDir").existingFolder();
+        const QString outputDir = args.text("OutputDir").required();
+        const QString optionText = args.text("Options");
+        const Steps steps = readOptions(args, optionText);
+        if (QFileInfo(outputDir).exists() && !QFileInfo(outputDir).isDir())
+            args.refuse("OutputDir", outputDir, "is a file, not a folder");
+        if (QFileInfo(outputDir).absoluteFilePath().startsWith(QFileInfo(input).absoluteFilePath() + QLatin1Char('/')))
+            args.refuse("OutputDir", outputDir, "lies inside InputDir");
+
+        // What the delivery holds, before anything is written.
+        QStringList archives;
+        QDirIterator walk(input, QDir::Files, QDirIterator::Subdirectories);
+        while (walk.hasNext())
+        {
+            const QString path = walk.next();
+            if (catalogue::isArchive(path))
+                archives << path;
+        }
+        QStringList unusable;
+        std::vector<catalogue::CatalogueItem> items = catalogue::scanInputs({input}, &unusable);
+        if (items.empty() && (archives.isEmpty() || !steps.unpack))
+            args.refuse("InputDir", input, "holds no raster, product or archive");
+        if (!QFileInfo(outputDir).exists())
+        {
+            if (!QDir().mkpath(outputDir))
+                args.refuse("OutputDir", outputDir, "cannot be created");
+            m_made << outputDir;
+        }
+        const QDir out(outputDir);
+        QJsonArray done, refused;
+
+        if (steps.unpack && !archives.isEmpty())
+        {
+            const QString unpackRoot = madeFolder(out.filePath(QStringLiteral("unpacked")));
+            for (const QString& archive : archives)
+            {
+                const QString target = madeFolder(QDir(unpackRoot).filePath(catalogue::archiveStem(archive)));
+                QString error;
+                if (!catalogue::unpackArchive(archive, target, &error))
+                {
+                    refused.append(QJsonObject{{"source", archive}, {"reason", error}});
+                    QDir(target).removeRecursively();
+                    continue;
+                }
+                for (catalogue::CatalogueItem& item : catalogue::scanInputs({target}, nullptr))
+                    items.push_back(std::move(item));
+            }
+        }
+        progress(10.0);
+
+        std::vector<catalogue::IndexEntry> entries =
+            catalogue::describeItems(items, catalogue::FootprintOptions(), [this](int n, int total) {
+                progress(10.0 + 30.0 * n / total);
+            });
+        const QString thumbs = steps.thumbnails ? out.filePath(QStringLiteral("thumbnails")) : QString();
+        std::vector<catalogue::IndexEntry> indexed;
+        QSet<QString> stems;
+        for (size_t i = 0; i < items.size(); ++i)
+        {
+            const catalogue::CatalogueItem& item = items[i];
+            catalogue::IndexEntry& entry = entries[i];
+            progress(40.0 + 50.0 * double(i) / double(items.size()));
+            if (!entry.footprint)
+            {
+                refused.append(QJsonObject{{"source", item.path}, {"reason", entry.error}});
+                continue;
+            }
+            QString stem = outputStem(item);
+            for (int n = 2; stems.contains(stem); ++n)
+                stem = outputStem(item) + QStringLiteral("_%1").arg(n);
+            stems.insert(stem);
+
+            QJsonObject product{{"source", item.path},
+                                {"kind", item.info.family.isEmpty() ? QStringLiteral("raster") : item.info.family},
+                                {"satellite", item.info.satellite},
+                                {"sensor", item.info.sensor},
+                                {"acquisition", item.info.acquisition},
+                                {"level", item.info.level}};
+            QString analysisReady = item.imagePath;
+            if (steps.convert && !item.imagePath.isEmpty())
+            {
+                // Radar products stay complex and large: they are imported as a VRT over their measurements.
+                const bool radar = item.info.family == QLatin1String("sentinel1") ||
+                                   item.info.family == QLatin1String("csk") || item.info.satellite.startsWith("GF3");
+                const QString target = out.filePath(stem + (radar ? QStringLiteral(".vrt") : QStringLiteral(".tif")));
+                const QStringList members = radar ? measurementFiles(item) : stackMembers(item);
+                QString error;
+                m_made << target;
+                const bool written = !members.isEmpty() && (radar ? writeRadarVrt(members, target, &error)
+                                                                    : writeStack(members, target, &error));
+                if (!written)
+                {
+                    refused.append(QJsonObject{{"source", item.path},
+                                               {"reason", error.isEmpty() ? QStringLiteral("holds no image") : error}});
+                    continue;
+                }
+                product.insert(QStringLiteral("output"), target);
+                product.insert(QStringLiteral("bands"), members.size());
+                analysisReady = target;
+            }
+            if (!thumbs.isEmpty() && !analysisReady.isEmpty())
+            {
+                madeFolder(thumbs);
+                const QString png = QDir(thumbs).filePath(stem + QStringLiteral(".png"));
+                CPLPushErrorHandler(CPLQuietErrorHandler);
+                algokit::DatasetPtr dataset(GDALDataset::Open(analysisReady.toUtf8().constData(), GDAL_OF_RASTER));
+                CPLPopErrorHandler();
+                const QImage picture = dataset ? catalogue::renderThumbnail(dataset.get(), 256) : QImage();
+                m_made << png;
+                if (!picture.isNull() && picture.save(png, "PNG"))
+                    product.insert(QStringLiteral("thumbnail"), png);
+            }
+            product.insert(QStringLiteral("status"), QStringLiteral("done"));
+            done.append(product);
+            entry.path = analysisReady;
+            entry.fileName = QFileInfo(analysisReady).fileName();
+            indexed.push_back(std::move(entry));
+        }
+
+        QJsonObject manifest{{"input", input},
+                             {"output", outputDir},
+                             {"options", QJsonObject{{"unpack", steps.unpack},
+                                                     {"convert", steps.convert},
+                                                     {"thumbnails", steps.thumbnails},
+                                                     {"index", steps.index}}},
+                             {"products", done},
+                             {"refused", refused}};
+        algokit::GenericOutputs outputs;
+        if (steps.index && !indexed.empty())
+        {
+            const QString indexPath = out.filePath(QStringLiteral("index.") + steps.indexFormat);
+            m_made << indexPath;
+            QString error;
+            if (!catalogue::writeIndex(indexPath, indexed, &error))
+                return fail(QStringLiteral("DataAutoMagic: %1").arg(error));
+            manifest.insert(QStringLiteral("index"), indexPath);
+            outputs.add("IndexFile", indexPath);
+        }
+        const QString manifestPath = out.filePath(QStringLiteral("manifest.json"));
+        QSaveFile file(manifestPath);
+        m_made << manifestPath;
+        if (!file.open(QIODevice::WriteOnly) || file.write(QJsonDocument(manifest).toJson()) < 0 || !file.commit())
+            return fail(QStringLiteral("DataAutoMagic: %1 cannot be written").arg(manifestPath));
+        if (done.isEmpty())
+            return fail(QStringLiteral("DataAutoMagic: no product of %1 could be ingested (%2 refused)")
+                            .arg(input)
+                            .arg(refused.size()));
+        progress(100.0);
+        outputs.add("Manifest", manifestPath)
+            .add("ProductCount", QString::number(done.size()))
+            .add("RefusedCount", QString::number(refused.size()));
+        setResult(outputs.result());
+        return true;
+    }
+
+    void discardOutputs() override
+    {
+        // Newest first, so that folders are empty by the time they are removed.
+        for (auto it = m_made.crbegin(); it != m_made.crend(); ++it)
+        {
+            const QFileInfo info(*it);
+            if (info.isDir())
+                QDir(*it).removeRecursively();
+            else if (!catalogue::indexDriverForPath(*it).isEmpty())
+                catalogue::deleteIndex(*it);
+            else
+                QFile::remove(*it);
+        }
+    }
+
+private:
+    Steps readOptions(const algokit::GenericParams& args, const QString& text)
+    {
+        Steps steps;
+        if (text.trimmed().isEmpty())
+            return steps;
+        QJsonParseError error;
+        const QJsonDocument document = QJsonDocument::fromJson(text.toUtf8(), &error);
+        if (error.error != QJsonParseError::NoError || !document.isObject())
+            args.refuse("Options", text, "is not a JSON object");
+        const QJsonObject object = document.object();
+        for (auto it = object.begin(); it != object.end(); ++it)
+        {
+            bool* flag = it.key() == QLatin1String("unpack")       ? &steps.unpack
+                         : it.key() == QLatin1String("convert")    ? &steps.convert
+                         : it.key() == QLatin1String("thumbnails") ? &steps.thumbnails
+                         : it.key() == QLatin1String("index")      ? &steps.index
+                                                                   : nullptr;
+            if (flag && it.value().isBool())
+                *flag = it.value().toBool();
+            else if (it.key() == QLatin1String("indexFormat") &&
+                     QStringList{"gpkg", "shp", "geojson"}.contains(it.value().toString()))
+                steps.indexFormat = it.value().toString();
+            else
+                args.refuse("Options", text,
+                            QStringLiteral("has an unknown or mistyped member \"%1\" (known: unpack, convert, "
+                                           "thumbnails, index as true/false; indexFormat as gpkg, shp or geojson)")
+                                .arg(it.key()));
+        }
+        return steps;
+    }
+
+    QStringList measurementFiles(const catalogue::CatalogueItem& item)
+    {
+        QFileInfo image(item.imagePath);
+        QStringList files;
+        for (const QString& name : image.absoluteDir().entryList(QDir::Files, QDir::Name))
+            if (catalogue::looksLikeRaster(name))
+                files << image.absoluteDir().filePath(name);
+        return files;
+    }
+
+    QString madeFolder(const QString& path)
+    {
+        if (!QFileInfo::exists(path))
+        {
+            QDir().mkpath(path);
+            m_made << path;
+        }
+        return path;
+    }
+
+    QStringList m_made;
+};
+
+} // namespace
+
+ALGO_PLUGIN_FACTORY(DataAutoMagic)
