@@ -55,9 +55,25 @@ protected:
             catalogue::describeItems(items, catalogue::FootprintOptions(), [this](int done, int total) {
                 progress(30.0 * done / total);
             });
+        // Every image must open with at least one band; one without georeferencing is still reported.
         for (size_t i = 0; i < items.size(); ++i)
-            if (items[i].imagePath.isEmpty() && !entries[i].footprint)
-                args.refuse("InputFiles", items[i].path, entries[i].error);
+        {
+            if (items[i].imagePath.isEmpty())
+            {
+                if (!entries[i].footprint)
+                    args.refuse("InputFiles", items[i].path, entries[i].error);
+                continue;
+            }
+            CPLPushErrorHandler(CPLQuietErrorHandler);
+            algokit::DatasetPtr dataset(GDALDataset::FromHandle(GDALOpenEx(items[i].imagePath.toUtf8().constData(),
+                                                                           GDAL_OF_RASTER | GDAL_OF_READONLY, nullptr,
+                                                                           nullptr, nullptr)));
+            CPLPopErrorHandler();
+            if (!dataset)
+                args.refuse("InputFiles", items[i].imagePath, "is not a raster GDAL can open");
+            if (dataset->GetRasterCount() < 1 || dataset->GetRasterXSize() < 1 || dataset->GetRasterYSize() < 1)
+                args.refuse("InputFiles", items[i].imagePath, "has no raster band");
+        }
 
         std::vector<const OGRGeometry*> footprints;
         for (const catalogue::IndexEntry& e : entries)
@@ -106,6 +122,8 @@ private:
             item.imagePath.toUtf8().constData(), GDAL_OF_RASTER | GDAL_OF_READONLY, nullptr, nullptr, nullptr)));
         CPLPopErrorHandler();
 
+        if (dataset && dataset->GetRasterCount() < 1)
+            dataset.reset();
         out << "<div class=\"pics\">";
         if (dataset)
             out << pictureTag(catalogue::renderThumbnail(dataset.get(), 320), QStringLiteral("Thumbnail"));
