@@ -138,8 +138,9 @@ TEST(CatalogueIngest, DeliveryWithADamagedProduct)
     refused.sort();
     ASSERT_EQ(refused.size(), 2);
     EXPECT_TRUE(refused[0].startsWith("broken.zip: broken.zip could not be unpacked")) << refused[0].toStdString();
-    // Its header opens; its pixels do not, which the conversion finds.
-    EXPECT_TRUE(refused[1].startsWith("damaged.tif: cannot be converted to GeoTIFF")) << refused[1].toStdString();
+    // Cut inside its georeferencing keys or its pixels: either way refused, with the reason.
+    EXPECT_TRUE(refused[1].startsWith("damaged.tif: ")) << refused[1].toStdString();
+    EXPECT_FALSE(QFileInfo::exists(out + "/damaged.tif"));
     // The analysis-ready copies hold the pixels of their sources.
     EXPECT_EQ(readBand(out + "/plain.tif", 1), readBand(in + "/plain.tif", 1));
     const std::vector<double> inner = readBand(out + "/inner.tif", 2);

@@ -236,6 +236,15 @@ TEST(CatalogueTransfer, BadAddressesAndFoldersAreRefused)
                           "address!"),
               std::string::npos)
         << d.text;
+    // Tests run with ALGO_NETWORK_LOOPBACK_ONLY: any other host is refused before a connection is tried.
+    ASSERT_TRUE(qEnvironmentVariableIsSet("ALGO_NETWORK_LOOPBACK_ONLY"));
+    d = download("http://example.org/x.tif", dir.filePath("a"));
+    EXPECT_FALSE(d.ok);
+    EXPECT_NE(d.text.find("VYROrthoDowndoad: the parameter Url (http://example.org/x.tif) is not on the loopback "
+                          "address, the only one allowed while ALGO_NETWORK_LOOPBACK_ONLY is set!"),
+              std::string::npos)
+        << d.text;
+    EXPECT_FALSE(QFileInfo::exists(dir.filePath("a")));
     d = download("http://127.0.0.1:1/x", dir.filePath("file"));
     EXPECT_FALSE(d.ok);
     EXPECT_NE(d.text.find("VYROrthoDowndoad: the parameter OutputDir (" + dir.filePath("file").toStdString() +

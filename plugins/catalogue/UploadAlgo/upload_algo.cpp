@@ -24,8 +24,9 @@ protected:
         algokit::GenericParams args(record, GetName());
         const QString input = args.text("InputFile").existingPath();
         const QString url = args.text("Url").required();
-        if (!catalogue::isHttpUrl(url))
-            args.refuse("Url", url, "is not an http:// or https:// address");
+        const QString problem = catalogue::urlProblem(url);
+        if (!problem.isEmpty())
+            args.refuse("Url", url, problem);
         const QString method = args.text("Method").orDefault("PUT").oneOf({"PUT", "POST"}).value().toUpper();
         const QString field = args.text("FieldName").orDefault("file");
         catalogue::TransferPolicy policy;

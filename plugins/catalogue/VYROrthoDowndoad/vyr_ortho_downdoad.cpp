@@ -24,8 +24,9 @@ protected:
         const auto& record = params<GenericAlgoRecord>();
         algokit::GenericParams args(record, GetName());
         const QString url = args.text("Url").required();
-        if (!catalogue::isHttpUrl(url))
-            args.refuse("Url", url, "is not an http:// or https:// address");
+        const QString problem = catalogue::urlProblem(url);
+        if (!problem.isEmpty())
+            args.refuse("Url", url, problem);
         catalogue::TransferPolicy policy;
         policy.attempts = args.integer("Attempts").orDefault(4).range(1, 20);
         policy.connectTimeoutSeconds = args.integer("TimeoutSeconds").orDefault(15).range(1, 600);

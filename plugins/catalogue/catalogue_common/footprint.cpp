@@ -5,6 +5,8 @@
 #include <ogrsf_frmts.h>
 
 #include <algorithm>
+#include <map>
+#include <string>
 #include <cmath>
 #include <vector>
 
@@ -170,6 +172,30 @@ QString srsLabel(const OGRSpatialReference& srs)
     return QString::fromUtf8(copy.GetName() ? copy.GetName() : "");
 }
 
+// Transformations to WGS 84 for reference systems seen before on this thread: making one costs far more than
+// placing a footprint with it, and an index usually holds many images of few systems.
+OGRCoordinateTransformation* toWgs84(const OGRSpatialReference& srs)
+{
+    thread_local std::map<std::string, std::unique_ptr<OGRCoordinateTransformation>> cache;
+    char* wkt = nullptr;
+    srs.exportToWkt(&wkt);
+    const std::string key = wkt ? wkt : "";
+    CPLFree(wkt);
+    auto it = cache.find(key);
+    if (it == cache.end())
+    {
+        if (cache.size() > 64)
+            cache.clear();
+        OGRSpatialReference source(srs);
+        source.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
+        CPLPushErrorHandler(CPLQuietErrorHandler);
+        std::unique_ptr<OGRCoordinateTransformation> ct(OGRCreateCoordinateTransformation(&source, &wgs84()));
+        CPLPopErrorHandler();
+        it = cache.emplace(key, std::move(ct)).first;
+    }
+    return it->second.get();
+}
+
 } // namespace
 
 const OGRSpatialReference& wgs84()
@@ -229,17 +255,46 @@ Footprint computeFootprint(GDALDataset* dataset, const FootprintOptions& options
         return result;
     }
 
-    // The transformer from pixel/line to longitude/latitude: GDAL picks the geotransform, else GCPs, RPC or
-    // geolocation arrays, as the warper would.
-    char wgs84Option[] = "DST_SRS=EPSG:4326";
-    char* transformerOptions[] = {wgs84Option, nullptr};
-    CPLPushErrorHandler(CPLQuietErrorHandler);
-    TransformerPtr transformer(
-        GDALCreateGenImgProjTransformer2(GDALDataset::ToHandle(dataset), nullptr, transformerOptions));
-    CPLPopErrorHandler();
+    // Pixel/line to longitude/latitude: a geotransformed image through its geotransform and a cached
+    // transformation of its reference system; any other through GDAL's generic transformer, which picks
+    // GCPs, RPC or geolocation arrays as the warper would.
     double geoTransform[6];
     const bool hasGeoTransform = dataset->GetGeoTransform(geoTransform) == CE_None;
-    if (!transformer)
+    const OGRSpatialReference* ownSrs = dataset->GetSpatialRef();
+    OGRCoordinateTransformation* projection = hasGeoTransform && ownSrs ? toWgs84(*ownSrs) : nullptr;
+    if (hasGeoTransform && !ownSrs)
+    {
+        *error = QStringLiteral("has a geotransform but no reference system");
+        return result;
+    }
+    TransformerPtr transformer;
+    if (!projection)
+    {
+        char wgs84Option[] = "DST_SRS=EPSG:4326";
+        char* transformerOptions[] = {wgs84Option, nullptr};
+        CPLPushErrorHandler(CPLQuietErrorHandler);
+        transformer.reset(GDALCreateGenImgProjTransformer2(GDALDataset::ToHandle(dataset), nullptr, transformerOptions));
+        CPLPopErrorHandler();
+    }
+    // Places n pixel/line points in longitude/latitude; false when one cannot be placed.
+    auto place = [&](double* x, double* y, int n) {
+        std::vector<int> ok(n, 0);
+        if (projection)
+        {
+            for (int i = 0; i < n; ++i)
+            {
+                const double px = x[i], py = y[i];
+                x[i] = geoTransform[0] + px * geoTransform[1] + py * geoTransform[2];
+                y[i] = geoTransform[3] + px * geoTransform[4] + py * geoTransform[5];
+            }
+            return projection->Transform(n, x, y, nullptr, ok.data()) == TRUE &&
+                   std::all_of(ok.begin(), ok.end(), [](int v) { return v != 0; });
+        }
+        std::vector<double> z(n, 0.0);
+        GDALGenImgProjTransform(transformer.get(), FALSE, n, x, y, z.data(), ok.data());
+        return std::all_of(ok.begin(), ok.end(), [](int v) { return v != 0; });
+    };
+    if (!projection && !transformer)
     {
         *error = QStringLiteral("has no georeferencing (geotransform, GCPs, RPC or geolocation arrays)");
         return result;
@@ -312,12 +367,7 @@ Footprint computeFootprint(GDALDataset* dataset, const FootprintOptions& options
         result.nativeSrs = QStringLiteral("EPSG:4326 (geolocation arrays)");
 
     GeometryPtr lonLat(pixels->clone());
-    const bool placed = forEachRing(lonLat.get(), [&](double* x, double* y, int n) {
-        std::vector<double> z(n, 0.0);
-        std::vector<int> ok(n, 0);
-        GDALGenImgProjTransform(transformer.get(), FALSE, n, x, y, z.data(), ok.data());
-        return std::all_of(ok.begin(), ok.end(), [](int v) { return v != 0; });
-    });
+    const bool placed = forEachRing(lonLat.get(), place);
     if (!placed)
     {
         *error = QStringLiteral("cannot be placed in WGS 84");
@@ -328,7 +378,7 @@ Footprint computeFootprint(GDALDataset* dataset, const FootprintOptions& options
 
     // Ground resolution: from the geotransform in metres where the units allow, else from the area the
     // whole image covers on the ground.
-    const OGRSpatialReference* srs = dataset->GetSpatialRef();
+    const OGRSpatialReference* srs = ownSrs;
     if (hasGeoTransform && srs && srs->IsProjected())
         result.resolutionMetres = std::sqrt(std::abs(geoTransform[1] * geoTransform[5] - geoTransform[2] * geoTransform[4])) *
                                   srs->GetLinearUnits();
@@ -336,12 +386,7 @@ Footprint computeFootprint(GDALDataset* dataset, const FootprintOptions& options
     {
         GeometryPtr whole = rectangle(0.0, 0.0, width, height);
         whole->segmentize(longest / 8.0);
-        if (forEachRing(whole.get(), [&](double* x, double* y, int n) {
-                std::vector<double> z(n, 0.0);
-                std::vector<int> ok(n, 0);
-                GDALGenImgProjTransform(transformer.get(), FALSE, n, x, y, z.data(), ok.data());
-                return std::all_of(ok.begin(), ok.end(), [](int v) { return v != 0; });
-            }))
+        if (forEachRing(whole.get(), place))
             result.resolutionMetres = std::sqrt(areaSquareMetres(*whole) / (double(width) * height));
     }
     return result;

@@ -46,7 +46,8 @@ void commonOptions(CURL* curl, const QByteArray& url, const TransferPolicy& poli
     curl_easy_setopt(curl, CURLOPT_URL, url.constData());
     curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, "http,https");
     curl_easy_setopt(curl, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
-    curl_easy_setopt(curl, CURLOPT_FOLLOWLOCATION, 1L);
+    // Test and fuzz runs stay on the loopback address: no redirect may lead elsewhere.
+    curl_easy_setopt(curl, CURLOPT_FOLLOWLOCATION, loopbackOnly() ? 0L : 1L);
     curl_easy_setopt(curl, CURLOPT_MAXREDIRS, 10L);
     curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT, policy.connectTimeoutSeconds);
@@ -186,12 +187,33 @@ QString hexFromChecksumFile(const QByteArray& text, int hexLength)
 
 } // namespace
 
+bool loopbackOnly()
+{
+    return qEnvironmentVariableIsSet("ALGO_NETWORK_LOOPBACK_ONLY");
+}
+
 bool isHttpUrl(const QString& url)
 {
     const QUrl parsed(url, QUrl::StrictMode);
     const QString scheme = parsed.scheme().toLower();
-    return parsed.isValid() && (scheme == QLatin1String("http") || scheme == QLatin1String("https")) &&
-           !parsed.host().isEmpty();
+    const QString host = parsed.host().toLower();
+    if (!parsed.isValid() || (scheme != QLatin1String("http") && scheme != QLatin1String("https")) || host.isEmpty())
+        return false;
+    return !loopbackOnly() || host == QLatin1String("127.0.0.1") || host == QLatin1String("localhost") ||
+           host == QLatin1String("::1");
+}
+
+QString urlProblem(const QString& url)
+{
+    if (isHttpUrl(url))
+        return QString();
+    const QUrl parsed(url, QUrl::StrictMode);
+    const QString scheme = parsed.scheme().toLower();
+    if (loopbackOnly() && parsed.isValid() && !parsed.host().isEmpty() &&
+        (scheme == QLatin1String("http") || scheme == QLatin1String("https")))
+        return QStringLiteral("is not on the loopback address, the only one allowed while ALGO_NETWORK_LOOPBACK_ONLY "
+                              "is set");
+    return QStringLiteral("is not an http:// or https:// address");
 }
 
 QString downloadFileName(const QString& url)

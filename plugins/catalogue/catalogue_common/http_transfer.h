@@ -21,8 +21,15 @@ struct TransferPolicy
 // Bytes done and expected (0 when unknown); return false to stop.
 using ByteProgress = std::function<bool(qint64 done, qint64 total)>;
 
-// True for http:// and https:// addresses with a host.
+// True for http:// and https:// addresses with a host; when the environment variable ALGO_NETWORK_LOOPBACK_ONLY
+// is set (test and fuzz runs), only for hosts on the loopback address.
 bool isHttpUrl(const QString& url);
+
+// Whether ALGO_NETWORK_LOOPBACK_ONLY is set.
+bool loopbackOnly();
+
+// Why an address is refused (the rule broken, for a refusal message), or empty when it is usable.
+QString urlProblem(const QString& url);
 
 // The file name a download is saved under: the last segment of the address's path, percent-decoded,
 // or "download" when it has none.

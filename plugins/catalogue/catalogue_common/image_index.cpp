@@ -2,6 +2,7 @@
 #include "image_index.h"
 
 #include "raster_io.h"
+#include "thread_config_option.h"
 
 #include <ogrsf_frmts.h>
 
@@ -64,6 +65,9 @@ IndexEntry describeItem(const CatalogueItem& item, const FootprintOptions& optio
         entry.error = QStringLiteral("holds no image");
         return entry;
     }
+    // Drivers then probe for their side-car files instead of listing the folder at every open: an index of a
+    // folder of thousands of files would otherwise list it thousands of times.
+    const algokit::ThreadConfigOption noListing("GDAL_DISABLE_READDIR_ON_OPEN", "YES");
     CPLPushErrorHandler(CPLQuietErrorHandler);
     algokit::DatasetPtr dataset(
         GDALDataset::FromHandle(GDALOpenEx(item.imagePath.toUtf8().constData(), GDAL_OF_RASTER | GDAL_OF_READONLY,
