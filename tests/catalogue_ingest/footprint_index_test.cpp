@@ -371,3 +371,64 @@ TEST(CatalogueIndex, SharedProductsAreRecognisedOncePerProduct)
     EXPECT_LT(box[3].toDouble(), 31.36);
     EXPECT_EQ(env.outputs.value("Satellite"), "LANDSAT_8");
 }
+
+TEST(CatalogueFootprint, RealImageByGeotransformAndByItsGcps)
+{
+    SKIP_WITHOUT_SHARED_DATA("gdal/RGB.byte.gcp.vrt");
+    // RGB.byte.tif (UTM 18N, no-data 0 around a slanted scene) and a VRT of the same pixels placed only by four
+    // GCPs in longitude/latitude (beside an identity geotransform, which does not count as georeferencing).
+    const EntryRun byGrid = runJson(ExcuteAlgo_GetImgEnv, QJsonObject{{"InputFile", sharedDataPath("gdal/RGB.byte.tif")}});
+    const EntryRun byGcps = runJson(ExcuteAlgo_GetImgEnv, QJsonObject{{"InputFile", sharedDataPath("gdal/RGB.byte.gcp.vrt")}});
+    ASSERT_TRUE(byGrid.ok && byGcps.ok) << byGrid.text << byGcps.text;
+    EXPECT_EQ(byGcps.outputs.value("Envelope_SRS"), "EPSG:4326");
+
+    // The valid area in pixels, from the geotransformed footprint (the tif's grid, read with GDAL here).
+    std::unique_ptr<GDALDataset> tif(GDALDataset::Open(sharedDataPath("gdal/RGB.byte.tif").toUtf8().constData()));
+    ASSERT_TRUE(tif);
+    double gt[6];
+    tif->GetGeoTransform(gt);
+    const auto native = geometryFromWkt(byGrid.outputs.value("Envelope_WKT"));
+    ASSERT_TRUE(native);
+    // The first-order polynomial GDAL fits to four GCPs, by least squares, worked out by hand: on a rectangle of
+    // GCPs it is the mean gradient along each axis through the mean point.
+    const double p[4] = {0.5, 7448.5, 0.5, 7448.5}, l[4] = {11521.5, 11521.5, 0.5, 0.5};
+    const double lon[4] = {-123.6185142818, -122.8802747778, -123.4809665720, -122.7345733675};
+    const double lat[4] = {48.99561141949, 48.91210259316, 49.52809729107, 49.44455878005};
+    auto fit = [&](const double* v, double x, double y) {
+        const double dp = ((v[1] - v[0]) + (v[3] - v[2])) / 2.0 / 7448.0;
+        const double dl = ((v[0] - v[2]) + (v[1] - v[3])) / 2.0 / 11521.0;
+        const double mean = (v[0] + v[1] + v[2] + v[3]) / 4.0;
+        return mean + dp * (x - (p[0] + p[1] + p[2] + p[3]) / 4.0) + dl * (y - (l[0] + l[1] + l[2] + l[3]) / 4.0);
+    };
+    // Every vertex of the UTM footprint, back to pixels and through the fitted polynomial, lies within the
+    // GCP-placed footprint's envelope, and the envelopes agree.
+    const auto footprint = geometryFromWkt(byGrid.outputs.value("Footprint_WKT"));
+    ASSERT_TRUE(footprint);
+    const QStringList box = byGcps.outputs.value("EnvelopeWGS84").split('|');
+    ASSERT_EQ(box.size(), 4);
+    OGRSpatialReference utm, wgs;
+    utm.importFromEPSG(32618);
+    wgs.SetWellKnownGeogCS("WGS84");
+    wgs.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
+    std::unique_ptr<OGRCoordinateTransformation> toUtm(OGRCreateCoordinateTransformation(&wgs, &utm));
+    std::unique_ptr<OGRGeometry> projected(footprint->clone());
+    projected->transform(toUtm.get());
+    OGREnvelope expected;
+    const OGRPolygon* ring0 = wkbFlatten(projected->getGeometryType()) == wkbMultiPolygon
+                                  ? projected->toMultiPolygon()->getGeometryRef(0)
+                                  : projected->toPolygon();
+    for (const OGRPoint& point : *ring0->getExteriorRing())
+    {
+        const double det = gt[1] * gt[5] - gt[2] * gt[4];
+        const double dx = point.getX() - gt[0], dy = point.getY() - gt[3];
+        const double px = (gt[5] * dx - gt[2] * dy) / det, py = (-gt[4] * dx + gt[1] * dy) / det;
+        OGREnvelope one;
+        one.MinX = one.MaxX = fit(lon, px, py);
+        one.MinY = one.MaxY = fit(lat, px, py);
+        expected.Merge(one);
+    }
+    EXPECT_NEAR(box[0].toDouble(), expected.MinX, 1e-6);
+    EXPECT_NEAR(box[1].toDouble(), expected.MinY, 1e-6);
+    EXPECT_NEAR(box[2].toDouble(), expected.MaxX, 1e-6);
+    EXPECT_NEAR(box[3].toDouble(), expected.MaxY, 1e-6);
+}

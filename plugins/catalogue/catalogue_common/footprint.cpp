@@ -258,8 +258,11 @@ Footprint computeFootprint(GDALDataset* dataset, const FootprintOptions& options
     // Pixel/line to longitude/latitude: a geotransformed image through its geotransform and a cached
     // transformation of its reference system; any other through GDAL's generic transformer, which picks
     // GCPs, RPC or geolocation arrays as the warper would.
+    // The identity geotransform some files carry beside their GCPs is no georeferencing, as for the warper.
     double geoTransform[6];
-    const bool hasGeoTransform = dataset->GetGeoTransform(geoTransform) == CE_None;
+    const bool hasGeoTransform = dataset->GetGeoTransform(geoTransform) == CE_None &&
+                                 !(geoTransform[0] == 0.0 && geoTransform[1] == 1.0 && geoTransform[2] == 0.0 &&
+                                   geoTransform[3] == 0.0 && geoTransform[4] == 0.0 && geoTransform[5] == 1.0);
     const OGRSpatialReference* ownSrs = dataset->GetSpatialRef();
     OGRCoordinateTransformation* projection = hasGeoTransform && ownSrs ? toWgs84(*ownSrs) : nullptr;
     if (hasGeoTransform && !ownSrs)
@@ -270,10 +273,20 @@ Footprint computeFootprint(GDALDataset* dataset, const FootprintOptions& options
     TransformerPtr transformer;
     if (!projection)
     {
-        char wgs84Option[] = "DST_SRS=EPSG:4326";
-        char* transformerOptions[] = {wgs84Option, nullptr};
+        CPLStringList options;
+        options.AddString("DST_SRS=EPSG:4326");
+        // GCPs are in their own reference system: GDAL would otherwise read them in the dataset's, which some
+        // files set to that of the image the GCPs were taken from.
+        if (!hasGeoTransform && dataset->GetGCPCount() > 0 && dataset->GetGCPSpatialRef())
+        {
+            char* wkt = nullptr;
+            dataset->GetGCPSpatialRef()->exportToWkt(&wkt);
+            options.AddString("METHOD=GCP_POLYNOMIAL");
+            options.SetNameValue("SRC_SRS", wkt ? wkt : "");
+            CPLFree(wkt);
+        }
         CPLPushErrorHandler(CPLQuietErrorHandler);
-        transformer.reset(GDALCreateGenImgProjTransformer2(GDALDataset::ToHandle(dataset), nullptr, transformerOptions));
+        transformer.reset(GDALCreateGenImgProjTransformer2(GDALDataset::ToHandle(dataset), nullptr, options.List()));
         CPLPopErrorHandler();
     }
     // Places n pixel/line points in longitude/latitude; false when one cannot be placed.
