@@ -113,17 +113,15 @@ bool translateToGeoTiff(GDALDatasetH source, const QString& output, QString* err
 
 bool writeGeoTiff(const QString& source, const QString& output, QString* error)
 {
-    CPLPushErrorHandler(CPLQuietErrorHandler);
-    GDALDatasetH dataset = GDALOpen(source.toUtf8().constData(), GA_ReadOnly);
-    CPLPopErrorHandler();
+    GDALDataset* opened = nullptr;
+    catalogue::rasterPathFor(source, &opened);
+    algokit::DatasetPtr dataset(opened);
     if (!dataset)
     {
         *error = QStringLiteral("is not a raster GDAL can open");
         return false;
     }
-    const bool written = translateToGeoTiff(dataset, output, error);
-    GDALClose(dataset);
-    return written;
+    return translateToGeoTiff(GDALDataset::ToHandle(dataset.get()), output, error);
 }
 
 // Band stacking through a VRT, then a tiled, compressed GeoTIFF; band names from the file names.
@@ -162,11 +160,15 @@ bool writeStack(const QStringList& members, const QString& output, QString* erro
 bool writeRadarVrt(const QStringList& members, const QString& output, QString* error)
 {
     std::vector<algokit::DatasetPtr> sources;
-    CPLPushErrorHandler(CPLQuietErrorHandler);
     for (const QString& m : members)
-        if (algokit::DatasetPtr d{GDALDataset::Open(m.toUtf8().constData(), GDAL_OF_RASTER)})
-            sources.push_back(std::move(d));
-    CPLPopErrorHandler();
+    {
+        GDALDataset* opened = nullptr;
+        catalogue::rasterPathFor(m, &opened);
+        if (opened && opened->GetRasterCount() > 0)
+            sources.emplace_back(opened);
+        else if (opened)
+            GDALClose(GDALDataset::ToHandle(opened));
+    }
     if (sources.empty())
     {
         *error = QStringLiteral("none of its measurements opens");
@@ -195,7 +197,7 @@ bool writeRadarVrt(const QStringList& members, const QString& output, QString* e
             VRTAddSimpleSource(band, source->GetRasterBand(b), 0, 0, source->GetRasterXSize(),
                                source->GetRasterYSize(), 0, 0, source->GetRasterXSize(), source->GetRasterYSize(),
                                nullptr, VRT_NODATA_UNSET);
-            band->SetDescription(QFileInfo(members[int(i)]).completeBaseName().toUtf8().constData());
+            band->SetDescription(QFileInfo(QString::fromUtf8(source->GetDescription())).completeBaseName().toUtf8().constData());
         }
     }
     if (reference->GetGCPCount() > 0)
@@ -324,9 +326,9 @@ protected:
             {
                 madeFolder(thumbs);
                 const QString png = QDir(thumbs).filePath(stem + QStringLiteral(".png"));
-                CPLPushErrorHandler(CPLQuietErrorHandler);
-                algokit::DatasetPtr dataset(GDALDataset::Open(analysisReady.toUtf8().constData(), GDAL_OF_RASTER));
-                CPLPopErrorHandler();
+                GDALDataset* opened = nullptr;
+                catalogue::rasterPathFor(analysisReady, &opened);
+                algokit::DatasetPtr dataset(opened);
                 const QImage picture = dataset ? catalogue::renderThumbnail(dataset.get(), 256) : QImage();
                 m_made << png;
                 if (!picture.isNull() && picture.save(png, "PNG"))

@@ -64,11 +64,9 @@ protected:
                     args.refuse("InputFiles", items[i].path, entries[i].error);
                 continue;
             }
-            CPLPushErrorHandler(CPLQuietErrorHandler);
-            algokit::DatasetPtr dataset(GDALDataset::FromHandle(GDALOpenEx(items[i].imagePath.toUtf8().constData(),
-                                                                           GDAL_OF_RASTER | GDAL_OF_READONLY, nullptr,
-                                                                           nullptr, nullptr)));
-            CPLPopErrorHandler();
+            GDALDataset* opened = nullptr;
+            catalogue::rasterPathFor(items[i].imagePath, &opened);
+            algokit::DatasetPtr dataset(opened);
             if (!dataset)
                 args.refuse("InputFiles", items[i].imagePath, "is not a raster GDAL can open");
             if (dataset->GetRasterCount() < 1 || dataset->GetRasterXSize() < 1 || dataset->GetRasterYSize() < 1)
@@ -117,10 +115,9 @@ private:
         QString html;
         QTextStream out(&html);
         out << "<section>\n<h2>" << escaped(QFileInfo(item.path).fileName()) << "</h2>\n";
-        CPLPushErrorHandler(CPLQuietErrorHandler);
-        algokit::DatasetPtr dataset(GDALDataset::FromHandle(GDALOpenEx(
-            item.imagePath.toUtf8().constData(), GDAL_OF_RASTER | GDAL_OF_READONLY, nullptr, nullptr, nullptr)));
-        CPLPopErrorHandler();
+        GDALDataset* opened = nullptr;
+        catalogue::rasterPathFor(item.imagePath, &opened);
+        algokit::DatasetPtr dataset(opened);
 
         if (dataset && dataset->GetRasterCount() < 1)
             dataset.reset();
@@ -197,9 +194,11 @@ private:
             if (complex)
                 for (size_t i = 0; i < values.size(); ++i)
                     values[i] = std::hypot(raw[2 * i], raw[2 * i + 1]);
-            std::fill(valid.begin(), valid.end(), 1);
-            if (band->GetMaskFlags() != GMF_ALL_VALID)
-                band->GetMaskBand()->RasterIO(GF_Read, 0, 0, width, height, valid.data(), w, h, GDT_Byte, 0, 0);
+            // A mask that cannot be read counts every pixel.
+            if (band->GetMaskFlags() == GMF_ALL_VALID ||
+                band->GetMaskBand()->RasterIO(GF_Read, 0, 0, width, height, valid.data(), w, h, GDT_Byte, 0, 0) !=
+                    CE_None)
+                std::fill(valid.begin(), valid.end(), 1);
             const catalogue::BandMeasures m = catalogue::measureBand(values.data(), valid.data(), w, h);
             out << "<tr><td>" << b << "</td><td style=\"text-align:left\">" << escaped(QString::fromUtf8(band->GetDescription()))
                 << "</td><td>" << number(100.0 * m.validShare) << "</td><td>" << number(m.minimum, 8) << "</td><td>"

@@ -68,11 +68,9 @@ IndexEntry describeItem(const CatalogueItem& item, const FootprintOptions& optio
     // Drivers then probe for their side-car files instead of listing the folder at every open: an index of a
     // folder of thousands of files would otherwise list it thousands of times.
     const algokit::ThreadConfigOption noListing("GDAL_DISABLE_READDIR_ON_OPEN", "YES");
-    CPLPushErrorHandler(CPLQuietErrorHandler);
-    algokit::DatasetPtr dataset(
-        GDALDataset::FromHandle(GDALOpenEx(item.imagePath.toUtf8().constData(), GDAL_OF_RASTER | GDAL_OF_READONLY,
-                                           nullptr, nullptr, nullptr)));
-    CPLPopErrorHandler();
+    GDALDataset* opened = nullptr;
+    rasterPathFor(item.imagePath, &opened);
+    algokit::DatasetPtr dataset(opened);
     if (!dataset)
     {
         entry.error = QStringLiteral("is not a raster GDAL can open");

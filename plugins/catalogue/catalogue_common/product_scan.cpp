@@ -8,6 +8,8 @@
 #include <QRegularExpression>
 #include <QSet>
 
+#include <gdal_priv.h>
+
 namespace catalogue
 {
 
@@ -70,6 +72,24 @@ CatalogueItem safeItem(const QString& folder)
                 item.imagePath = QDir(folder).filePath(QStringLiteral("measurement/") + name);
             ++item.memberCount;
         }
+    if (item.memberCount == 0)
+    {
+        // Sentinel-2: the band files of the first granule, GRANULE/<granule>/IMG_DATA/<tile>_<time>_B<n>.jp2.
+        QDir granules(QDir(folder).filePath(QStringLiteral("GRANULE")));
+        for (const QString& granule : granules.entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name))
+        {
+            const QDir images(granules.filePath(granule + QStringLiteral("/IMG_DATA")));
+            QStringList bands;
+            for (const QString& name : images.entryList(QDir::Files, QDir::Name))
+                if (bandFilePattern().match(name).hasMatch())
+                    bands << images.filePath(name);
+            if (bands.isEmpty())
+                continue;
+            item.imagePath = preferredBand(bands, QString());
+            item.memberCount = bands.size();
+            break;
+        }
+    }
     return item;
 }
 
@@ -237,6 +257,27 @@ CatalogueItem itemForPath(const QString& path)
         return landsatItem(path, bands);
     }
     return rasterItem(path);
+}
+
+QString rasterPathFor(const QString& path, GDALDataset** opened)
+{
+    *opened = nullptr;
+    CPLPushErrorHandler(CPLQuietErrorHandler);
+    GDALDataset* dataset = GDALDataset::FromHandle(
+        GDALOpenEx(path.toUtf8().constData(), GDAL_OF_RASTER | GDAL_OF_READONLY, nullptr, nullptr, nullptr));
+    QString chosen = path;
+    // A container (HDF5, netCDF, HDF4) opens without bands and lists its images as subdatasets.
+    if (dataset && dataset->GetRasterCount() == 0)
+        if (const char* first = dataset->GetMetadataItem("SUBDATASET_1_NAME", "SUBDATASETS"))
+        {
+            chosen = QString::fromUtf8(first);
+            GDALClose(GDALDataset::ToHandle(dataset));
+            dataset = GDALDataset::FromHandle(
+                GDALOpenEx(first, GDAL_OF_RASTER | GDAL_OF_READONLY, nullptr, nullptr, nullptr));
+        }
+    CPLPopErrorHandler();
+    *opened = dataset;
+    return chosen;
 }
 
 std::vector<CatalogueItem> scanInputs(const QStringList& paths, QStringList* unusable)

@@ -8,6 +8,8 @@
 #include <QStringList>
 #include <vector>
 
+class GDALDataset;
+
 namespace catalogue
 {
 
@@ -30,6 +32,10 @@ std::vector<CatalogueItem> scanInputs(const QStringList& paths, QStringList* unu
 
 // The item for one path (file or product folder), without searching sub-folders.
 CatalogueItem itemForPath(const QString& path);
+
+// Opens a raster for reading (caller closes `*opened`, null when it does not open); a container without
+// bands of its own (HDF5, netCDF) stands for its first subdataset, whose GDAL name is returned.
+QString rasterPathFor(const QString& path, GDALDataset** opened);
 
 // Whether the file name has the suffix of a raster format the scan considers.
 bool looksLikeRaster(const QString& fileName);
