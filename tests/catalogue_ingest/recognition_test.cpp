@@ -59,6 +59,9 @@ TEST(CatalogueRecognition, NamesOfEachMission)
         {"ZY3_NAD_E116.3_N39.9_20120113_L1A0000350123", "ZY3", "NAD", "2012-01-13", "L1A", "zy3"},
         {"CSKS2_SCS_B_HI_09_HH_RA_SF_20110710033526_20110710033533.h5", "COSMO-SKYMED-2", "SAR-2000 HI",
          "2011-07-10T03:35:26", "SCS_B", "csk"},
+        {"S1A__IW___A_20150309T173017_VV_grd_mli_geo_norm_db.tif", "SENTINEL-1A", "C-SAR IW", "2015-03-09T17:30:17",
+         "", "sentinel1"},
+        {"S2B_20200412T101559_ndvi.tif", "SENTINEL-2B", "MSI", "2020-04-12T10:15:59", "", "sentinel2"},
         {"logo.tif", "", "", "", "", ""},
         {"GF3_garbage", "", "", "", "", ""},
     };

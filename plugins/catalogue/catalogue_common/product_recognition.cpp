@@ -164,6 +164,26 @@ ProductInfo cosmoSecondGeneration(const QRegularExpressionMatch& m)
     return info;
 }
 
+ProductInfo sentinel1Derived(const QRegularExpressionMatch& m)
+{
+    ProductInfo info;
+    info.satellite = QStringLiteral("SENTINEL-1") + m.captured(1).toUpper();
+    info.sensor = (QStringLiteral("C-SAR ") + m.captured(2).toUpper()).trimmed();
+    info.acquisition = normaliseDateTime(m.captured(3));
+    info.family = QStringLiteral("sentinel1");
+    return info;
+}
+
+ProductInfo sentinel2Derived(const QRegularExpressionMatch& m)
+{
+    ProductInfo info;
+    info.satellite = QStringLiteral("SENTINEL-2") + m.captured(1).toUpper();
+    info.sensor = QStringLiteral("MSI");
+    info.acquisition = normaliseDateTime(m.captured(2));
+    info.family = QStringLiteral("sentinel2");
+    return info;
+}
+
 const std::vector<NameRule>& nameRules()
 {
     using RE = QRegularExpression;
@@ -187,6 +207,9 @@ const std::vector<NameRule>& nameRules()
         {RE(QStringLiteral("^CSKS(\\d)_([A-Z]{3}_[A-Z])_([A-Z0-9]{2})_[A-Z0-9]{2}_(?:HH|HV|VH|VV)_[RL][AD]_[FS][FS]_(\\d{14})_"), ci),
          cosmoSkyMed},
         {RE(QStringLiteral("^CSG_SSAR(\\d)_([A-Z]{3}_[A-Z])_\\w*?_(\\d{14})_"), ci), cosmoSecondGeneration},
+        // Derived products that keep the mission prefix and the start time of their source.
+        {RE(QStringLiteral("^S1([ABCD])_+(IW|EW|SM|WV)?[_A-Z0-9]*?(\\d{8}T\\d{6})"), ci), sentinel1Derived},
+        {RE(QStringLiteral("^S2([ABCD])_[_A-Z0-9]*?(\\d{8}T\\d{6})"), ci), sentinel2Derived},
     };
     return rules;
 }
