@@ -155,19 +155,28 @@ QImage drawFootprintMap(const std::vector<const OGRGeometry*>& footprints, int h
         painter.drawLine(toPicture(x0, lat), toPicture(x1, lat));
         painter.drawText(toPicture(x0, lat) + QPointF(2, -2), QString::number(lat, 'g', 6));
     }
+    // A footprint a few pixels across at this scale is drawn as a dot, so that it can still be seen.
+    auto draw = [&](const OGRGeometry& footprint) {
+        const QPainterPath path = pathOf(footprint, toPicture);
+        const QRectF box = path.boundingRect();
+        if (box.width() < 5.0 && box.height() < 5.0)
+            painter.drawEllipse(box.center(), 3.0, 3.0);
+        else
+            painter.drawPath(path);
+    };
     for (size_t i = 0; i < footprints.size(); ++i)
     {
         if (!footprints[i] || int(i) == highlight)
             continue;
         painter.setPen(QPen(QColor(90, 110, 140), 1));
         painter.setBrush(QColor(90, 110, 140, 40));
-        painter.drawPath(pathOf(*footprints[i], toPicture));
+        draw(*footprints[i]);
     }
     if (highlight >= 0 && highlight < int(footprints.size()) && footprints[highlight])
     {
         painter.setPen(QPen(QColor(200, 40, 30), 2));
         painter.setBrush(QColor(220, 60, 40, 90));
-        painter.drawPath(pathOf(*footprints[highlight], toPicture));
+        draw(*footprints[highlight]);
     }
     return image;
 }
