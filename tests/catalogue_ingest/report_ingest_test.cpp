@@ -202,12 +202,14 @@ TEST(CatalogueIngest, SharedSampleProducts)
     const auto outputs = outputLines(text);
     EXPECT_EQ(outputs.value("ProductCount"), "2");
     EXPECT_EQ(outputs.value("RefusedCount"), "1");
-    // The Landsat stack: the numbered bands on the 30 m grid (not the 15 m pan band, not the QA band), B1 first.
+    // The Landsat stack: the numbered bands on the 30 m grid (not the QA band), B1 first.
     std::unique_ptr<GDALDataset> stack(GDALDataset::Open((out + "/l8.tif").toUtf8().constData(), GDAL_OF_RASTER));
     ASSERT_TRUE(stack);
     EXPECT_EQ(stack->GetRasterCount(), 10);
     EXPECT_STREQ(stack->GetRasterBand(1)->GetDescription(), "l8_B1");
     EXPECT_EQ(readBand(out + "/l8.tif", 4), readBand(sharedDataPath("landsat8/l8_B4.tif"), 1));
+    // The 15 m pan band is a stack of its own grid.
+    EXPECT_EQ(readBand(out + "/l8_15m.tif", 1), readBand(sharedDataPath("landsat8/l8_B8.tif"), 1));
     // The radar product is imported as a VRT over its measurement, with its GCPs.
     std::unique_ptr<GDALDataset> radar(
         GDALDataset::Open((out + "/" + safe.chopped(5) + ".vrt").toUtf8().constData(), GDAL_OF_RASTER));

@@ -37,24 +37,30 @@ QString outputStem(const catalogue::CatalogueItem& item)
     QString name = QFileInfo(item.path).fileName();
     if (name == QLatin1String("manifest.safe"))
         name = QFileInfo(QFileInfo(item.path).absolutePath()).fileName();
+    // A set of band files is named by the prefix they share.
+    static const QRegularExpression band(QStringLiteral("^(.+)_B\\d{1,2}A?\\.[A-Za-z0-9]+$"));
+    const QRegularExpressionMatch shared = band.match(name);
+    if (item.memberCount > 1 && shared.hasMatch())
+        name = shared.captured(1);
     name.remove(QRegularExpression(QStringLiteral("(_MTL\\.txt|\\.meta\\.xml|\\.SAFE|\\.[A-Za-z0-9]{1,8})$"),
                                    QRegularExpression::CaseInsensitiveOption));
     name.replace(QRegularExpression(QStringLiteral("[^A-Za-z0-9._-]")), QStringLiteral("_"));
     return name.isEmpty() ? QStringLiteral("product") : name;
 }
 
-// The product's rasters that share the grid of its footprint image (same size), in band order.
-QStringList stackMembers(const catalogue::CatalogueItem& item)
+// One stack of a product: its single-band rasters on one grid, in band order, and a name suffix for the grid.
+struct GridStack
 {
-    const QFileInfo image(item.imagePath);
     QStringList members;
+    QString suffix; // empty for the grid of the footprint image, else "_<pixel size>m" (or "_grid<n>")
+};
+
+// The product's band files grouped by grid (size and pixel size), the footprint image's grid first.
+std::vector<GridStack> stackMembers(const catalogue::CatalogueItem& item)
+{
     if (item.memberCount <= 1)
-        return {item.imagePath};
-    CPLPushErrorHandler(CPLQuietErrorHandler);
-    algokit::DatasetPtr reference(GDALDataset::Open(item.imagePath.toUtf8().constData(), GDAL_OF_RASTER));
-    CPLPopErrorHandler();
-    if (!reference)
-        return {};
+        return {{{item.imagePath}, QString()}};
+    const QFileInfo image(item.imagePath);
     static const QRegularExpression band(QStringLiteral("^(.+)_B(\\d{1,2})(A?)\\.(tif|tiff|jp2)$"),
                                          QRegularExpression::CaseInsensitiveOption);
     const QRegularExpressionMatch own = band.match(image.fileName());
@@ -65,22 +71,53 @@ QStringList stackMembers(const catalogue::CatalogueItem& item)
         const int kb = mb.hasMatch() ? mb.captured(2).toInt() * 2 + !mb.captured(3).isEmpty() : 1000;
         return ka != kb ? ka < kb : a < b;
     });
+    struct Grid
+    {
+        int width, height;
+        double pixel;
+        GridStack stack;
+    };
+    std::vector<Grid> grids;
     for (const QString& name : candidates)
     {
         const QRegularExpressionMatch m = band.match(name);
-        const bool sameProduct = own.hasMatch() ? (m.hasMatch() && m.captured(1) == own.captured(1))
-                                                : catalogue::looksLikeRaster(name);
-        if (!sameProduct)
+        // A band set is its numbered band files; quality and other masks are not bands.
+        if (!own.hasMatch() || !m.hasMatch() || m.captured(1) != own.captured(1))
             continue;
         const QString path = image.absoluteDir().filePath(name);
         CPLPushErrorHandler(CPLQuietErrorHandler);
         algokit::DatasetPtr other(GDALDataset::Open(path.toUtf8().constData(), GDAL_OF_RASTER));
         CPLPopErrorHandler();
-        if (other && other->GetRasterXSize() == reference->GetRasterXSize() &&
-            other->GetRasterYSize() == reference->GetRasterYSize() && other->GetRasterCount() == 1)
-            members << path;
+        if (!other || other->GetRasterCount() != 1)
+            continue;
+        double gt[6] = {0, 0, 0, 0, 0, 0};
+        other->GetGeoTransform(gt);
+        const int w = other->GetRasterXSize(), h = other->GetRasterYSize();
+        auto it = std::find_if(grids.begin(), grids.end(),
+                               [&](const Grid& g) { return g.width == w && g.height == h && g.pixel == gt[1]; });
+        if (it == grids.end())
+        {
+            grids.push_back({w, h, gt[1], {}});
+            it = grids.end() - 1;
+        }
+        it->stack.members << path;
     }
-    return members.isEmpty() ? QStringList{item.imagePath} : members;
+    // The footprint image's grid first, unsuffixed; the others named by their pixel size.
+    std::stable_partition(grids.begin(), grids.end(),
+                          [&](const Grid& g) { return g.stack.members.contains(item.imagePath); });
+    std::vector<GridStack> stacks;
+    for (size_t i = 0; i < grids.size(); ++i)
+    {
+        GridStack stack = grids[i].stack;
+        if (i > 0)
+            stack.suffix = grids[i].pixel > 0.0 && grids[i].pixel >= 1.0
+                               ? QStringLiteral("_%1m").arg(qRound(grids[i].pixel))
+                               : QStringLiteral("_grid%1").arg(i + 1);
+        stacks.push_back(stack);
+    }
+    if (stacks.empty())
+        stacks.push_back({{item.imagePath}, QString()});
+    return stacks;
 }
 
 // A tiled, compressed GeoTIFF copy of an open raster; nothing is left when GDAL fails.
@@ -301,26 +338,48 @@ protected:
                                 {"acquisition", item.info.acquisition},
                                 {"level", item.info.level}};
             QString analysisReady = item.imagePath;
-            if (steps.convert && !item.imagePath.isEmpty())
+            if (steps.convert && item.imagePath.isEmpty())
+            {
+                refused.append(QJsonObject{{"source", item.path}, {"reason", QStringLiteral("holds no image to convert")}});
+                continue;
+            }
+            if (steps.convert)
             {
                 // Radar products stay complex and large: they are imported as a VRT over their measurements.
                 const bool radar = item.info.family == QLatin1String("sentinel1") ||
                                    item.info.family == QLatin1String("csk") || item.info.satellite.startsWith("GF3");
-                const QString target = out.filePath(stem + (radar ? QStringLiteral(".vrt") : QStringLiteral(".tif")));
-                const QStringList members = radar ? measurementFiles(item) : stackMembers(item);
+                const std::vector<GridStack> stacks =
+                    radar ? std::vector<GridStack>{{measurementFiles(item), QString()}} : stackMembers(item);
                 QString error;
-                m_made << target;
-                const bool written = !members.isEmpty() && (radar ? writeRadarVrt(members, target, &error)
-                                                                    : writeStack(members, target, &error));
-                if (!written)
+                QJsonArray written;
+                for (const GridStack& stack : stacks)
                 {
+                    const QString target =
+                        out.filePath(stem + stack.suffix + (radar ? QStringLiteral(".vrt") : QStringLiteral(".tif")));
+                    m_made << target;
+                    const bool ok = !stack.members.isEmpty() && (radar ? writeRadarVrt(stack.members, target, &error)
+                                                                       : writeStack(stack.members, target, &error));
+                    if (!ok)
+                    {
+                        written = QJsonArray();
+                        break;
+                    }
+                    written.append(QJsonObject{{"file", target}, {"bands", stack.members.size()}});
+                }
+                if (written.isEmpty())
+                {
+                    // The stacks of this product already written go with it.
+                    for (const GridStack& stack : stacks)
+                        algokit::deleteRasterFiles(
+                            out.filePath(stem + stack.suffix + (radar ? QStringLiteral(".vrt") : QStringLiteral(".tif"))));
                     refused.append(QJsonObject{{"source", item.path},
                                                {"reason", error.isEmpty() ? QStringLiteral("holds no image") : error}});
                     continue;
                 }
-                product.insert(QStringLiteral("output"), target);
-                product.insert(QStringLiteral("bands"), members.size());
-                analysisReady = target;
+                analysisReady = written.first().toObject().value("file").toString();
+                product.insert(QStringLiteral("output"), analysisReady);
+                product.insert(QStringLiteral("bands"), written.first().toObject().value("bands"));
+                product.insert(QStringLiteral("stacks"), written);
             }
             if (!thumbs.isEmpty() && !analysisReady.isEmpty())
             {
