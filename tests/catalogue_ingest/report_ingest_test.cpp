@@ -12,6 +12,7 @@
 #include <QProcess>
 #include <QTemporaryDir>
 
+#include <algorithm>
 #include <memory>
 
 using namespace testsupport;
@@ -169,6 +170,27 @@ TEST(CatalogueIngest, DeliveryWithADamagedProduct)
     }
     EXPECT_NE(std::string(result.record.message).find("has an unknown or mistyped member \"thumbnail\""),
               std::string::npos);
+}
+
+TEST(CatalogueIngest, StoppedRunLeavesNothing)
+{
+    QTemporaryDir dir;
+    const QString in = dir.filePath("in");
+    QDir().mkpath(in);
+    for (const char* name : {"a.tif", "b.tif", "c.tif"})
+        makeUtmImage(in + "/" + name, 30, 20, 2, ramp);
+    const QString out = dir.filePath("out");
+    RecordingResult result;
+    result.answer = -1; // the host asks to stop at the first progress report
+    {
+        StdoutCapture capture;
+        EXPECT_FALSE(ExcuteAlgo_DataAutoMagic(in.toUtf8().constData(), out.toUtf8().constData(), "", &result.record));
+    }
+    EXPECT_EQ(result.record.code, -2);
+    EXPECT_FALSE(QFileInfo::exists(out)) << QDir(out).entryList().join(",").toStdString();
+    // Progress reached the host in increasing order.
+    ASSERT_FALSE(result.progress.empty());
+    EXPECT_TRUE(std::is_sorted(result.progress.begin(), result.progress.end()));
 }
 
 TEST(CatalogueIngest, SharedSampleProducts)

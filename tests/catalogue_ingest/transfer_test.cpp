@@ -72,9 +72,10 @@ struct Download
     int code;
 };
 
-Download download(const QString& url, const QString& folder)
+Download download(const QString& url, const QString& folder, int answer = 0)
 {
     RecordingResult result;
+    result.answer = answer;
     StdoutCapture capture;
     const bool ok = ExcuteAlgo_VYROrthoDowndoad(url.toUtf8().constData(), folder.toUtf8().constData(), &result.record);
     const std::string text = capture.text();
@@ -163,6 +164,13 @@ TEST(CatalogueTransfer, DownloadsResumeRetryAndCheckTheirChecksum)
     ASSERT_TRUE(d.ok) << d.text;
     EXPECT_EQ(d.outputs.value("UnpackedDir"), unpacked + "/product");
     EXPECT_EQ(readAll(unpacked + "/product/product/band1.txt"), "inside the archive");
+
+    // Stopped by the host while the bytes arrive: nothing is left, neither file nor partial copy nor folder.
+    const QString stopped = dir.filePath("stopped");
+    d = download(server.url("/files/scene.bin"), stopped, -1);
+    EXPECT_FALSE(d.ok);
+    EXPECT_EQ(d.code, -2);
+    EXPECT_FALSE(QFileInfo::exists(stopped));
 
     // 404 is not retried and leaves nothing.
     const QString missing = dir.filePath("missing");
