@@ -164,6 +164,30 @@ TEST(CatalogueFootprint, NodataBorderGivesTheValidAreaNotTheBox)
     EXPECT_NEAR(box[0].toDouble(), 500000.0 + 30.0 * 10, 30.0 * 2);
     EXPECT_NEAR(box[2].toDouble(), 500000.0 + 30.0 * 390, 30.0 * 2);
     EXPECT_TRUE(run.outputs.value("Footprint_GeoJSON").startsWith("{ \"type\": \"MultiPolygon\""));
+
+    // A valid frame around a no-data hole, and a separate valid block: two polygons, one with a hole (the
+    // general polygoniser rather than the row-run outline).
+    const QString framed = dir.filePath("framed.tif");
+    auto inFrame = [](int x, int y) {
+        const bool frame = x >= 20 && x < 220 && y >= 20 && y < 220 && !(x >= 80 && x < 160 && y >= 80 && y < 160);
+        const bool block = x >= 260 && x < 380 && y >= 40 && y < 100;
+        return frame || block;
+    };
+    makeImage(framed, 400, 300, [&](int x, int y) { return inFrame(x, y) ? 3 : 0; }, kUtmGrid, 32633, true);
+    const EntryRun frameRun = runJson(ExcuteAlgo_GetImgEnv, QJsonObject{{"InputFile", framed}});
+    ASSERT_TRUE(frameRun.ok) << frameRun.text;
+    const auto frameFootprint = geometryFromWkt(frameRun.outputs.value("Footprint_WKT"));
+    ASSERT_TRUE(frameFootprint);
+    ASSERT_EQ(wkbFlatten(frameFootprint->getGeometryType()), wkbMultiPolygon);
+    const OGRMultiPolygon* parts = frameFootprint->toMultiPolygon();
+    ASSERT_EQ(parts->getNumGeometries(), 2);
+    int holes = 0;
+    for (const OGRPolygon* part : *parts)
+        holes += part->getNumInteriorRings();
+    EXPECT_EQ(holes, 1);
+    // 200 x 200 - 80 x 80 + 120 x 60 pixels of 30 m.
+    const double frameArea = (200.0 * 200.0 - 80.0 * 80.0 + 120.0 * 60.0) * 900.0;
+    EXPECT_NEAR(areaOf(*toUtm33(*frameFootprint)) / frameArea, 1.0, 0.01);
 }
 
 TEST(CatalogueFootprint, GcpAndRotatedImagesArePlacedThroughTheirTransformer)

@@ -1,6 +1,7 @@
 // Product recognition from names and metadata, date normalisation, satellite matching, extents, date ranges
 // and band measures, each against values worked out by hand.
 #include "filter_rules.h"
+#include "footprint.h"
 #include "product_recognition.h"
 #include "quality_measures.h"
 #include "test_support.h"
@@ -195,4 +196,33 @@ TEST(CatalogueRecognition, BandMeasuresByHand)
     EXPECT_NEAR(m.entropyBits, std::log2(5.0), 1e-12); // five distinct values, one per bin
     // Gradient cells: (0,0): dx 1, dy 2 -> sqrt(2.5); (1,0): dx 2, dy 3 -> sqrt(6.5)
     EXPECT_NEAR(m.meanGradient, (std::sqrt(2.5) + std::sqrt(6.5)) / 2.0, 1e-12);
+}
+
+TEST(CatalogueRecognition, RowRunOutlines)
+{
+    // Shoelace area of a closed ring.
+    auto area = [](const std::vector<std::pair<double, double>>& ring) {
+        double twice = 0.0;
+        for (size_t i = 0; i + 1 < ring.size(); ++i)
+            twice += ring[i].first * ring[i + 1].second - ring[i + 1].first * ring[i].second;
+        return std::abs(twice) / 2.0;
+    };
+    std::vector<std::pair<double, double>> ring;
+    const unsigned char slanted[] = {0, 1, 1, 0, 0, //
+                                     1, 1, 1, 1, 0, //
+                                     0, 1, 1, 1, 1, //
+                                     0, 0, 0, 0, 0};
+    ASSERT_TRUE(rowRunOutline(slanted, 5, 4, ring));
+    EXPECT_EQ(ring.front(), ring.back());
+    EXPECT_DOUBLE_EQ(area(ring), 10.0); // 2 + 4 + 4 valid cells
+    EXPECT_EQ(ring.front(), std::make_pair(1.0, 0.0));
+
+    const unsigned char twoRuns[] = {1, 0, 1, 1, 1, 1};
+    EXPECT_FALSE(rowRunOutline(twoRuns, 3, 2, ring));
+    const unsigned char gap[] = {1, 1, 0, 0, 1, 1};
+    EXPECT_FALSE(rowRunOutline(gap, 2, 3, ring));
+    const unsigned char diagonal[] = {1, 0, 0, 1}; // rows touching at a corner only
+    EXPECT_FALSE(rowRunOutline(diagonal, 2, 2, ring));
+    const unsigned char none[] = {0, 0, 0, 0};
+    EXPECT_FALSE(rowRunOutline(none, 2, 2, ring));
 }

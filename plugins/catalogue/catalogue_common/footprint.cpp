@@ -229,6 +229,62 @@ double areaSquareMetres(const OGRGeometry& lonLat)
     return 0.0;
 }
 
+bool rowRunOutline(const unsigned char* mask, int w, int h, std::vector<std::pair<double, double>>& ring)
+{
+    ring.clear();
+    std::vector<int> first(h, -1), last(h, -1);
+    int top = -1, bottom = -1;
+    for (int y = 0; y < h; ++y)
+    {
+        const unsigned char* row = mask + size_t(y) * w;
+        int x = 0;
+        while (x < w && !row[x])
+            ++x;
+        if (x == w)
+        {
+            if (top >= 0 && bottom < 0)
+                bottom = y - 1; // the valid rows have ended: any later valid row is a gap
+            continue;
+        }
+        if (bottom >= 0)
+            return false;
+        int end = x;
+        while (end < w && row[end])
+            ++end;
+        for (int rest = end; rest < w; ++rest)
+            if (row[rest])
+                return false; // a second run
+        first[y] = x;
+        last[y] = end - 1;
+        if (top < 0)
+            top = y;
+        else if (first[y] > last[y - 1] || first[y - 1] > last[y])
+            return false; // rows that do not share a column
+    }
+    if (top < 0)
+        return false;
+    if (bottom < 0)
+        bottom = h - 1;
+    // Down the left side, then up the right side; each row contributes its two corners on each side (a corner
+    // equal to the previous one is left out).
+    auto add = [&](double x, double y) {
+        if (ring.empty() || ring.back() != std::make_pair(x, y))
+            ring.emplace_back(x, y);
+    };
+    for (int y = top; y <= bottom; ++y)
+    {
+        add(first[y], y);
+        add(first[y], y + 1);
+    }
+    for (int y = bottom; y >= top; --y)
+    {
+        add(last[y] + 1, y + 1);
+        add(last[y] + 1, y);
+    }
+    add(ring.front().first, ring.front().second);
+    return true;
+}
+
 GeometryPtr polygonFromRing(const LonLatRing& ring)
 {
     if (ring.size() < 3)
@@ -338,7 +394,21 @@ Footprint computeFootprint(GDALDataset* dataset, const FootprintOptions& options
         pixels = rectangle(0.0, 0.0, width, height);
     else
     {
-        pixels = polygoniseMask(mask, w, h, cellX, cellY);
+        // The common shape of a scene's valid area is traced directly; anything else goes to GDAL's polygoniser.
+        std::vector<std::pair<double, double>> outline;
+        if (rowRunOutline(mask.data(), w, h, outline))
+        {
+            auto ring = std::make_unique<OGRLinearRing>();
+            for (const auto& corner : outline)
+                ring->addPoint(corner.first * cellX, corner.second * cellY);
+            auto polygon = std::make_unique<OGRPolygon>();
+            polygon->addRingDirectly(ring.release());
+            auto multi = std::make_unique<OGRMultiPolygon>();
+            multi->addGeometryDirectly(polygon.release());
+            pixels = std::move(multi);
+        }
+        else
+            pixels = polygoniseMask(mask, w, h, cellX, cellY);
         if (!pixels)
         {
             *error = QStringLiteral("could not be polygonised");

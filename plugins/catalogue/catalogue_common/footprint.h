@@ -9,6 +9,8 @@
 
 #include <QString>
 #include <memory>
+#include <utility>
+#include <vector>
 
 namespace catalogue
 {
@@ -34,6 +36,11 @@ struct Footprint
     double resolutionMetres = 0.0; // ground pixel size, approximate for sensor geometry
     double validShare = 0.0;       // valid cells / all cells of the mask
 };
+
+// The outline of a mask whose valid cells form one run per row, the runs of consecutive rows sharing a column
+// (the usual valid area of a scene: convex along rows): the staircase ring, closed, in cell corner coordinates.
+// False when the mask is not of that shape (several runs in a row, a gap between rows, no valid cell).
+bool rowRunOutline(const unsigned char* mask, int w, int h, std::vector<std::pair<double, double>>& ring);
 
 // Throws nothing; `error` receives why no footprint could be made (no georeferencing, read failure).
 Footprint computeFootprint(GDALDataset* dataset, const FootprintOptions& options, QString* error);
