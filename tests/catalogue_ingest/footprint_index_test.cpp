@@ -317,7 +317,7 @@ TEST(CatalogueIndex, RefusalsLeaveNothingBehind)
     const QString empty = dir.filePath("empty");
     QDir().mkpath(empty);
     writeText(empty + "/notes.txt", "nothing");
-    const QString out = dir.filePath("index.gpkg");
+    const QString out = dir.filePath("new/folder/index.gpkg");
     struct Row
     {
         QString inputs, output, message;
@@ -344,6 +344,7 @@ TEST(CatalogueIndex, RefusalsLeaveNothingBehind)
         EXPECT_NE(run.text.find(row.message.toStdString()), std::string::npos) << run.text;
         EXPECT_EQ(run.text.find("[OUTPUT]"), std::string::npos) << run.text;
         EXPECT_FALSE(QFileInfo::exists(row.output));
+        EXPECT_FALSE(QFileInfo::exists(dir.filePath("new"))); // nor the folders made for it
     }
     const EntryRun env = runJson(ExcuteAlgo_GetImgEnv, QJsonObject{{"InputFile", bare}});
     EXPECT_FALSE(env.ok);

@@ -2,7 +2,10 @@
 // WGS 84 with its satellite, sensor, date and other attributes), written as GeoPackage, shapefile or GeoJSON.
 #include "generic_params.h"
 #include "image_index.h"
+#include "made_folders.h"
 #include "plugin_base.h"
+
+#include <QFileInfo>
 
 namespace
 {
@@ -21,7 +24,6 @@ protected:
         const QString output = args.text("OutputFile").required();
         if (catalogue::indexDriverForPath(output).isEmpty())
             args.refuse("OutputFile", output, "does not end in .gpkg, .shp, .geojson or .json");
-        args.text("OutputFile").writableOutput();
         catalogue::FootprintOptions options;
         options.maskSize = args.integer("MaskSize").orDefault(256).range(16, 4096);
 
@@ -29,6 +31,8 @@ protected:
         const std::vector<catalogue::CatalogueItem> items = catalogue::scanInputs(inputs.list(), &unusable);
         if (!unusable.isEmpty())
             args.refuse("InputFiles", unusable.first(), "is neither a raster, a product nor a folder holding one");
+        m_folders.noteBefore(QFileInfo(output).absolutePath());
+        args.text("OutputFile").writableOutput();
 
         const std::vector<catalogue::IndexEntry> entries =
             catalogue::describeItems(items, options, [this](int done, int total) { progress(95.0 * done / total); });
@@ -66,10 +70,12 @@ protected:
     {
         if (!m_output.isEmpty())
             catalogue::deleteIndex(m_output);
+        m_folders.removeEmpty();
     }
 
 private:
     QString m_output;
+    catalogue::MadeFolders m_folders;
 };
 
 } // namespace

@@ -3,6 +3,7 @@
 // every picture is embedded as a base64 PNG.
 #include "generic_params.h"
 #include "image_index.h"
+#include "made_folders.h"
 #include "picture.h"
 #include "plugin_base.h"
 #include "quality_measures.h"
@@ -44,7 +45,9 @@ protected:
         const auto& record = params<GenericAlgoRecord>();
         algokit::GenericParams args(record, GetName());
         const algokit::TextParam inputs = args.text("InputFiles").required();
-        const QString output = args.text("report_html").writableOutput();
+        const QString output = args.text("report_html").required();
+        m_folders.noteBefore(QFileInfo(output).absolutePath());
+        args.text("report_html").writableOutput();
         const QString title = args.text("Title").orDefault("Quality inspection report");
 
         QStringList unusable;
@@ -108,7 +111,11 @@ protected:
         return true;
     }
 
+    void discardOutputs() override { m_folders.removeEmpty(); }
+
 private:
+    catalogue::MadeFolders m_folders;
+
     QString imageSection(const catalogue::CatalogueItem& item, const catalogue::IndexEntry& entry,
                          const std::vector<const OGRGeometry*>& footprints, int index)
     {

@@ -2,9 +2,11 @@
 // sensors with their counts, fields - as [OUTPUT] lines and as JSON.
 #include "generic_params.h"
 #include "image_index.h"
+#include "made_folders.h"
 #include "plugin_base.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -43,7 +45,10 @@ protected:
         const QString indexPath = args.text("IndexFile").existingFile();
         const algokit::TextParam jsonFile = args.text("JsonFile");
         if (!jsonFile.isEmpty())
+        {
+            m_folders.noteBefore(QFileInfo(jsonFile.value()).absolutePath());
             args.text("JsonFile").writableOutput();
+        }
 
         catalogue::IndexContent content;
         QString error;
@@ -113,6 +118,11 @@ protected:
         setResult(outputs.result());
         return true;
     }
+
+    void discardOutputs() override { m_folders.removeEmpty(); }
+
+private:
+    catalogue::MadeFolders m_folders;
 };
 
 } // namespace
