@@ -230,6 +230,11 @@ TEST(CatalogueIngest, SharedSampleProducts)
     EXPECT_EQ(stack->GetRasterCount(), 10);
     EXPECT_STREQ(stack->GetRasterBand(1)->GetDescription(), "l8_B1");
     EXPECT_EQ(readBand(out + "/l8.tif", 4), readBand(sharedDataPath("landsat8/l8_B4.tif"), 1));
+    int hasNoData = 0;
+    EXPECT_EQ(stack->GetRasterBand(1)->GetNoDataValue(&hasNoData), 0.0);
+    EXPECT_TRUE(hasNoData); // Landsat fill is 0
+    EXPECT_TRUE(outputs.value("Rasters").split('|').contains(out + "/l8_15m.tif"));
+    EXPECT_EQ(outputs.value("Thumbnails").split('|').size(), 2);
     // The 15 m pan band is a stack of its own grid.
     EXPECT_EQ(readBand(out + "/l8_15m.tif", 1), readBand(sharedDataPath("landsat8/l8_B8.tif"), 1));
     // The radar product is imported as a VRT over its measurement, with its GCPs.

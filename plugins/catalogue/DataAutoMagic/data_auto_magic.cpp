@@ -121,11 +121,21 @@ std::vector<GridStack> stackMembers(const catalogue::CatalogueItem& item)
 }
 
 // A tiled, compressed GeoTIFF copy of an open raster; nothing is left when GDAL fails.
-bool translateToGeoTiff(GDALDatasetH source, const QString& output, QString* error)
+// zeroIsFill: the product encodes fill as 0 without saying so; the copy says it (no-data 0) when the source
+// declares no no-data of its own.
+bool translateToGeoTiff(GDALDatasetH source, const QString& output, bool zeroIsFill, QString* error)
 {
     CPLStringList args;
     for (const char* a : {"-of", "GTiff", "-co", "TILED=YES", "-co", "COMPRESS=DEFLATE", "-co", "BIGTIFF=IF_SAFER"})
         args.AddString(a);
+    int hasNoData = 0;
+    if (GDALGetRasterCount(source) > 0)
+        GDALGetRasterNoDataValue(GDALGetRasterBand(source, 1), &hasNoData);
+    if (zeroIsFill && !hasNoData)
+    {
+        args.AddString("-a_nodata");
+        args.AddString("0");
+    }
     GDALTranslateOptions* options = GDALTranslateOptionsNew(args.List(), nullptr);
     int usageError = 0;
     CPLPushErrorHandler(CPLQuietErrorHandler);
@@ -148,7 +158,7 @@ bool translateToGeoTiff(GDALDatasetH source, const QString& output, QString* err
     return true;
 }
 
-bool writeGeoTiff(const QString& source, const QString& output, QString* error)
+bool writeGeoTiff(const QString& source, const QString& output, bool zeroIsFill, QString* error)
 {
     GDALDataset* opened = nullptr;
     catalogue::rasterPathFor(source, &opened);
@@ -158,14 +168,14 @@ bool writeGeoTiff(const QString& source, const QString& output, QString* error)
         *error = QStringLiteral("is not a raster GDAL can open");
         return false;
     }
-    return translateToGeoTiff(GDALDataset::ToHandle(dataset.get()), output, error);
+    return translateToGeoTiff(GDALDataset::ToHandle(dataset.get()), output, zeroIsFill, error);
 }
 
 // Band stacking through a VRT, then a tiled, compressed GeoTIFF; band names from the file names.
-bool writeStack(const QStringList& members, const QString& output, QString* error)
+bool writeStack(const QStringList& members, const QString& output, bool zeroIsFill, QString* error)
 {
     if (members.size() == 1)
-        return writeGeoTiff(members.first(), output, error);
+        return writeGeoTiff(members.first(), output, zeroIsFill, error);
     CPLStringList sources;
     for (const QString& m : members)
         sources.AddString(m.toUtf8().constData());
@@ -186,7 +196,7 @@ bool writeStack(const QStringList& members, const QString& output, QString* erro
     }
     for (int b = 0; b < members.size() && b < GDALGetRasterCount(vrt); ++b)
         GDALSetDescription(GDALGetRasterBand(vrt, b + 1), QFileInfo(members[b]).completeBaseName().toUtf8().constData());
-    const bool written = translateToGeoTiff(vrt, output, error);
+    const bool written = translateToGeoTiff(vrt, output, zeroIsFill, error);
     GDALClose(vrt);
     VSIUnlink(vrtPath.toUtf8().constData());
     return written;
@@ -315,6 +325,7 @@ protected:
             });
         const QString thumbs = steps.thumbnails ? out.filePath(QStringLiteral("thumbnails")) : QString();
         std::vector<catalogue::IndexEntry> indexed;
+        QStringList rasters, pictures; // every file written, for the [OUTPUT] lines
         QSet<QString> stems;
         for (size_t i = 0; i < items.size(); ++i)
         {
@@ -358,13 +369,14 @@ protected:
                         out.filePath(stem + stack.suffix + (radar ? QStringLiteral(".vrt") : QStringLiteral(".tif")));
                     m_made << target;
                     const bool ok = !stack.members.isEmpty() && (radar ? writeRadarVrt(stack.members, target, &error)
-                                                                       : writeStack(stack.members, target, &error));
+                                                                       : writeStack(stack.members, target, item.zeroIsFill(), &error));
                     if (!ok)
                     {
                         written = QJsonArray();
                         break;
                     }
                     written.append(QJsonObject{{"file", target}, {"bands", stack.members.size()}});
+                    rasters << target;
                 }
                 if (written.isEmpty())
                 {
@@ -391,7 +403,10 @@ protected:
                 const QImage picture = dataset ? catalogue::renderThumbnail(dataset.get(), 256) : QImage();
                 m_made << png;
                 if (!picture.isNull() && picture.save(png, "PNG"))
+                {
                     product.insert(QStringLiteral("thumbnail"), png);
+                    pictures << png;
+                }
             }
             product.insert(QStringLiteral("status"), QStringLiteral("done"));
             done.append(product);
@@ -429,7 +444,9 @@ protected:
                             .arg(input)
                             .arg(refused.size()));
         progress(100.0);
-        outputs.add("Manifest", manifestPath)
+        outputs.add("Rasters", rasters.join(QLatin1Char('|')))
+            .add("Thumbnails", pictures.join(QLatin1Char('|')))
+            .add("Manifest", manifestPath)
             .add("ProductCount", QString::number(done.size()))
             .add("RefusedCount", QString::number(refused.size()));
         setResult(outputs.result());
