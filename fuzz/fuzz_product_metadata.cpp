@@ -29,7 +29,8 @@ extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     const QByteArray bytes(reinterpret_cast<const char*>(data), int(size));
-    const QString firstLine = QString::fromUtf8(bytes.left(bytes.indexOf('\n') < 0 ? bytes.size() : bytes.indexOf('\n')));
+    const QString firstLine =
+        QString::fromUtf8(bytes.left(bytes.indexOf('\n') < 0 ? bytes.size() : bytes.indexOf('\n')));
     checkRecord(catalogue::recogniseName(firstLine));
     checkRecord(catalogue::readLandsatMtl(bytes));
     catalogue::LonLatRing ring;

@@ -17,7 +17,7 @@ namespace cataloguetest
 struct EntryRun
 {
     bool ok = false;
-    std::string text;             // everything printed
+    std::string text;               // everything printed
     QMap<QString, QString> outputs; // [OUTPUT] key -> value
 };
 

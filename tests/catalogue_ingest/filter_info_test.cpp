@@ -55,7 +55,8 @@ TEST(CatalogueFilter, IndexInfoSummarisesTheIndex)
 {
     Tiles tiles;
     const QString index = tiles.dir.filePath("index.gpkg");
-    ASSERT_TRUE(runJson(ExcuteAlgo_CreateImgIndex, QJsonObject{{"InputFiles", tiles.list()}, {"OutputFile", index}}).ok);
+    ASSERT_TRUE(
+        runJson(ExcuteAlgo_CreateImgIndex, QJsonObject{{"InputFiles", tiles.list()}, {"OutputFile", index}}).ok);
     const QString json = tiles.dir.filePath("info/summary.json");
     const EntryRun run = runJson(ExcuteAlgo_GetIndexInfo, QJsonObject{{"IndexFile", index}, {"JsonFile", json}});
     ASSERT_TRUE(run.ok) << run.text;
@@ -75,9 +76,10 @@ TEST(CatalogueFilter, IndexInfoSummarisesTheIndex)
 
     const EntryRun bad = runJson(ExcuteAlgo_GetIndexInfo, QJsonObject{{"IndexFile", tiles.gf1}});
     EXPECT_FALSE(bad.ok);
-    EXPECT_NE(bad.text.find(("[ERROR] GetIndexInfo: the parameter IndexFile (" + tiles.gf1 + ") is not a vector file!")
-                                .toStdString()),
-              std::string::npos)
+    EXPECT_NE(
+        bad.text.find(
+            ("[ERROR] GetIndexInfo: the parameter IndexFile (" + tiles.gf1 + ") is not a vector file!").toStdString()),
+        std::string::npos)
         << bad.text;
 }
 
@@ -85,7 +87,8 @@ TEST(CatalogueFilter, ExtentSatelliteAndDatesOnIndexesAndLists)
 {
     Tiles tiles;
     const QString index = tiles.dir.filePath("index.shp");
-    ASSERT_TRUE(runJson(ExcuteAlgo_CreateImgIndex, QJsonObject{{"InputFiles", tiles.list()}, {"OutputFile", index}}).ok);
+    ASSERT_TRUE(
+        runJson(ExcuteAlgo_CreateImgIndex, QJsonObject{{"InputFiles", tiles.list()}, {"OutputFile", index}}).ok);
     struct Row
     {
         const char* extent;

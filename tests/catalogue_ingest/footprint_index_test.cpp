@@ -21,8 +21,8 @@ namespace
 {
 
 // A one-band Byte GeoTIFF; gt null: no geotransform; epsg 0: no reference system.
-void makeImage(const QString& path, int w, int h, const std::function<int(int, int)>& value, const double* gt,
-               int epsg, bool nodataZero, int bands = 1)
+void makeImage(const QString& path, int w, int h, const std::function<int(int, int)>& value, const double* gt, int epsg,
+               bool nodataZero, int bands = 1)
 {
     GDALAllRegister();
     GDALDriver* driver = GetGDALDriverManager()->GetDriverByName("GTiff");
@@ -77,7 +77,10 @@ double areaOf(const OGRGeometry& g)
 }
 
 // A diamond of valid pixels in a 400 x 300 image, zeros (no-data) around it.
-bool inDiamond(int x, int y) { return std::abs(x + 0.5 - 200.0) / 190.0 + std::abs(y + 0.5 - 150.0) / 140.0 <= 1.0; }
+bool inDiamond(int x, int y)
+{
+    return std::abs(x + 0.5 - 200.0) / 190.0 + std::abs(y + 0.5 - 150.0) / 140.0 <= 1.0;
+}
 const double kUtmGrid[6] = {500000.0, 30.0, 0.0, 4600000.0, 0.0, -30.0};
 
 struct Features
@@ -122,7 +125,8 @@ QString makeLandsatDelivery(const QString& folder)
     const double gt[6] = {452475.0, 30.0, 0.0, 3408645.0, 0.0, -30.0};
     // Fill (0, undeclared) in the first 20 columns: the delivery's convention.
     for (const char* band : {"_B1.TIF", "_B2.TIF"})
-        makeImage(stem + band, 60, 40, [](int x, int) { return x < 20 ? 0 : 100; }, gt, 32616, false);
+        makeImage(
+            stem + band, 60, 40, [](int x, int) { return x < 20 ? 0 : 100; }, gt, 32616, false);
     return stem + "_MTL.txt";
 }
 
@@ -132,7 +136,8 @@ TEST(CatalogueFootprint, NodataBorderGivesTheValidAreaNotTheBox)
 {
     QTemporaryDir dir;
     const QString path = dir.filePath("diamond.tif");
-    makeImage(path, 400, 300, [](int x, int y) { return inDiamond(x, y) ? 7 : 0; }, kUtmGrid, 32633, true);
+    makeImage(
+        path, 400, 300, [](int x, int y) { return inDiamond(x, y) ? 7 : 0; }, kUtmGrid, 32633, true);
     // The true valid area, counted pixel by pixel.
     double trueArea = 0.0;
     for (int y = 0; y < 300; ++y)
@@ -173,7 +178,8 @@ TEST(CatalogueFootprint, NodataBorderGivesTheValidAreaNotTheBox)
         const bool block = x >= 260 && x < 380 && y >= 40 && y < 100;
         return frame || block;
     };
-    makeImage(framed, 400, 300, [&](int x, int y) { return inFrame(x, y) ? 3 : 0; }, kUtmGrid, 32633, true);
+    makeImage(
+        framed, 400, 300, [&](int x, int y) { return inFrame(x, y) ? 3 : 0; }, kUtmGrid, 32633, true);
     const EntryRun frameRun = runJson(ExcuteAlgo_GetImgEnv, QJsonObject{{"InputFile", framed}});
     ASSERT_TRUE(frameRun.ok) << frameRun.text;
     const auto frameFootprint = geometryFromWkt(frameRun.outputs.value("Footprint_WKT"));
@@ -195,7 +201,8 @@ TEST(CatalogueFootprint, GcpAndRotatedImagesArePlacedThroughTheirTransformer)
     QTemporaryDir dir;
     // GCPs of an exactly affine placement: lon = 10 + 0.0015 x - 0.0005 y, lat = 45 + 0.0005 x - 0.0015 y.
     const QString gcpPath = dir.filePath("gcp.tif");
-    makeImage(gcpPath, 200, 100, [](int x, int) { return x < 100 ? 0 : 50; }, nullptr, 0, true);
+    makeImage(
+        gcpPath, 200, 100, [](int x, int) { return x < 100 ? 0 : 50; }, nullptr, 0, true);
     {
         std::unique_ptr<GDALDataset> ds(GDALDataset::Open(gcpPath.toUtf8().constData(), GDAL_OF_UPDATE));
         GDAL_GCP gcps[4];
@@ -218,17 +225,18 @@ TEST(CatalogueFootprint, GcpAndRotatedImagesArePlacedThroughTheirTransformer)
     // Valid half x in [100, 200]: its corners by hand.
     QStringList box = run.outputs.value("EnvelopeWGS84").split('|');
     ASSERT_EQ(box.size(), 4);
-    EXPECT_NEAR(box[0].toDouble(), 10.1, 1e-7);  // (100, 100)
-    EXPECT_NEAR(box[1].toDouble(), 44.9, 1e-7);  // (100, 100)
-    EXPECT_NEAR(box[2].toDouble(), 10.3, 1e-7);  // (200, 0)
-    EXPECT_NEAR(box[3].toDouble(), 45.1, 1e-7);  // (200, 0)
+    EXPECT_NEAR(box[0].toDouble(), 10.1, 1e-7); // (100, 100)
+    EXPECT_NEAR(box[1].toDouble(), 44.9, 1e-7); // (100, 100)
+    EXPECT_NEAR(box[2].toDouble(), 10.3, 1e-7); // (200, 0)
+    EXPECT_NEAR(box[3].toDouble(), 45.1, 1e-7); // (200, 0)
     EXPECT_EQ(run.outputs.value("Envelope_SRS"), "EPSG:4326");
 
     // A grid rotated by 30 degrees: the native envelope is that of the four transformed corners.
     const double c = 30.0 * std::cos(M_PI / 6), s = 30.0 * std::sin(M_PI / 6);
     const double rotated[6] = {500000.0, c, s, 4600000.0, s, -c};
     const QString rotPath = dir.filePath("rotated.tif");
-    makeImage(rotPath, 120, 80, [](int, int) { return 9; }, rotated, 32633, false);
+    makeImage(
+        rotPath, 120, 80, [](int, int) { return 9; }, rotated, 32633, false);
     run = runJson(ExcuteAlgo_GetImgEnv, QJsonObject{{"InputFile", rotPath}});
     ASSERT_TRUE(run.ok) << run.text;
     double minX = 1e300, maxX = -1e300, minY = 1e300, maxY = -1e300;
@@ -251,11 +259,13 @@ TEST(CatalogueIndex, FolderIndexHasOneEntryPerProductInEveryFormat)
     QTemporaryDir dir;
     const QString data = dir.filePath("delivery");
     QDir().mkpath(data + "/sub/landsat");
-    makeImage(data + "/diamond.tif", 400, 300, [](int x, int y) { return inDiamond(x, y) ? 7 : 0; }, kUtmGrid, 32633,
-              true);
+    makeImage(
+        data + "/diamond.tif", 400, 300, [](int x, int y) { return inDiamond(x, y) ? 7 : 0; }, kUtmGrid, 32633, true);
     const double geographic[6] = {12.0, 0.01, 0.0, 42.0, 0.0, -0.01};
-    makeImage(data + "/sub/geo.tif", 50, 50, [](int, int) { return 3; }, geographic, 4326, false);
-    makeImage(data + "/sub/no_georef.tif", 20, 20, [](int, int) { return 3; }, nullptr, 0, false);
+    makeImage(
+        data + "/sub/geo.tif", 50, 50, [](int, int) { return 3; }, geographic, 4326, false);
+    makeImage(
+        data + "/sub/no_georef.tif", 20, 20, [](int, int) { return 3; }, nullptr, 0, false);
     writeText(data + "/sub/readme.txt", "not an image");
     const QString mtl = makeLandsatDelivery(data + "/sub/landsat");
 
@@ -311,9 +321,11 @@ TEST(CatalogueIndex, RefusalsLeaveNothingBehind)
 {
     QTemporaryDir dir;
     const QString image = dir.filePath("a.tif");
-    makeImage(image, 10, 10, [](int, int) { return 1; }, kUtmGrid, 32633, false);
+    makeImage(
+        image, 10, 10, [](int, int) { return 1; }, kUtmGrid, 32633, false);
     const QString bare = dir.filePath("bare.tif");
-    makeImage(bare, 10, 10, [](int, int) { return 1; }, nullptr, 0, false);
+    makeImage(
+        bare, 10, 10, [](int, int) { return 1; }, nullptr, 0, false);
     const QString empty = dir.filePath("empty");
     QDir().mkpath(empty);
     writeText(empty + "/notes.txt", "nothing");
@@ -386,7 +398,8 @@ TEST(CatalogueIndex, SharedProductsAreRecognisedOncePerProduct)
     EXPECT_EQ(safe, 5);
 
     // The Landsat crop lies inside the corners of the full scene that its MTL states.
-    const EntryRun env = runJson(ExcuteAlgo_GetImgEnv, QJsonObject{{"InputFile", sharedDataPath("landsat8/l8_MTL.txt")}});
+    const EntryRun env =
+        runJson(ExcuteAlgo_GetImgEnv, QJsonObject{{"InputFile", sharedDataPath("landsat8/l8_MTL.txt")}});
     ASSERT_TRUE(env.ok) << env.text;
     const QStringList box = env.outputs.value("EnvelopeWGS84").split('|');
     ASSERT_EQ(box.size(), 4);
@@ -402,8 +415,10 @@ TEST(CatalogueFootprint, RealImageByGeotransformAndByItsGcps)
     SKIP_WITHOUT_SHARED_DATA("gdal/RGB.byte.gcp.vrt");
     // RGB.byte.tif (UTM 18N, no-data 0 around a slanted scene) and a VRT of the same pixels placed only by four
     // GCPs in longitude/latitude (beside an identity geotransform, which does not count as georeferencing).
-    const EntryRun byGrid = runJson(ExcuteAlgo_GetImgEnv, QJsonObject{{"InputFile", sharedDataPath("gdal/RGB.byte.tif")}});
-    const EntryRun byGcps = runJson(ExcuteAlgo_GetImgEnv, QJsonObject{{"InputFile", sharedDataPath("gdal/RGB.byte.gcp.vrt")}});
+    const EntryRun byGrid =
+        runJson(ExcuteAlgo_GetImgEnv, QJsonObject{{"InputFile", sharedDataPath("gdal/RGB.byte.tif")}});
+    const EntryRun byGcps =
+        runJson(ExcuteAlgo_GetImgEnv, QJsonObject{{"InputFile", sharedDataPath("gdal/RGB.byte.gcp.vrt")}});
     ASSERT_TRUE(byGrid.ok && byGcps.ok) << byGrid.text << byGcps.text;
     EXPECT_EQ(byGcps.outputs.value("Envelope_SRS"), "EPSG:4326");
 

@@ -49,8 +49,8 @@ TEST(CatalogueRecognition, NamesOfEachMission)
         {"S2A_MSIL1C_20160112T155622_N0201_R054_T18SVG_20160112T155623.SAFE", "SENTINEL-2A", "MSI",
          "2016-01-12T15:56:22", "L1C", "sentinel2"},
         {"T18SVG_20160112T155622_B01.jp2", "SENTINEL-2", "MSI", "2016-01-12T15:56:22", "", "sentinel2"},
-        {"GF3_SAY_QPSI_011102_E121.2_N31.2_20181025_L1A_AHV_L10003543018.meta.xml", "GF3", "QPSI", "2018-10-25",
-         "L1A", "gf"},
+        {"GF3_SAY_QPSI_011102_E121.2_N31.2_20181025_L1A_AHV_L10003543018.meta.xml", "GF3", "QPSI", "2018-10-25", "L1A",
+         "gf"},
         {"GF3_KAS_SL_005811_W95.1_N16.4_20170917_L1A_HH_L10002605023.tiff", "GF3", "SL", "2017-09-17", "L1A", "gf"},
         {"GF5_AHSI_E121.45_N31.31_20191228_008714_L10000071208_SW.geotiff", "GF5", "AHSI", "2019-12-28", "L1", "gf"},
         {"GF5B_AHSI_W102.8_N32.3_20220424_003345_L10000118222_SW.tif", "GF5B", "AHSI", "2022-04-24", "L1", "gf"},
@@ -60,8 +60,8 @@ TEST(CatalogueRecognition, NamesOfEachMission)
         {"ZY3_NAD_E116.3_N39.9_20120113_L1A0000350123", "ZY3", "NAD", "2012-01-13", "L1A", "zy3"},
         {"CSKS2_SCS_B_HI_09_HH_RA_SF_20110710033526_20110710033533.h5", "COSMO-SKYMED-2", "SAR-2000 HI",
          "2011-07-10T03:35:26", "SCS_B", "csk"},
-        {"S1A__IW___A_20150309T173017_VV_grd_mli_geo_norm_db.tif", "SENTINEL-1A", "C-SAR IW", "2015-03-09T17:30:17",
-         "", "sentinel1"},
+        {"S1A__IW___A_20150309T173017_VV_grd_mli_geo_norm_db.tif", "SENTINEL-1A", "C-SAR IW", "2015-03-09T17:30:17", "",
+         "sentinel1"},
         {"S2B_20200412T101559_ndvi.tif", "SENTINEL-2B", "MSI", "2020-04-12T10:15:59", "", "sentinel2"},
         {"logo.tif", "", "", "", "", ""},
         {"GF3_garbage", "", "", "", "", ""},
@@ -157,12 +157,12 @@ TEST(CatalogueRecognition, ExtentsAndDateRanges)
     EXPECT_EQ(e.MaxY, 42.0);
     EXPECT_TRUE(parseExtent("POLYGON((0 0,1 0,1 1,0 0))", &error));
     EXPECT_TRUE(parseExtent(R"({"type":"Point","coordinates":[11,41]})", &error));
-    EXPECT_TRUE(parseExtent(R"({"type":"Feature","properties":{},"geometry":{"type":"Point","coordinates":[1,2]}})",
-                            &error));
+    EXPECT_TRUE(
+        parseExtent(R"({"type":"Feature","properties":{},"geometry":{"type":"Point","coordinates":[1,2]}})", &error));
     EXPECT_FALSE(parseExtent("", &error));
     EXPECT_TRUE(error.isEmpty());
-    for (const char* bad : {"10|40|12", "12|40|10|42", "POLYGON((0 0", "{\"type\":\"Nothing\"}", "a|b|c|d",
-                            "POINT(500 10)"})
+    for (const char* bad :
+         {"10|40|12", "12|40|10|42", "POLYGON((0 0", "{\"type\":\"Nothing\"}", "a|b|c|d", "POINT(500 10)"})
     {
         EXPECT_FALSE(parseExtent(bad, &error)) << bad;
         EXPECT_FALSE(error.isEmpty()) << bad;

@@ -43,7 +43,10 @@ void makeUtmImage(const QString& path, int w, int h, int bands, double (*value)(
     }
 }
 
-double ramp(int band, int x, int y) { return 100.0 * (band + 1) + x + 2 * y; }
+double ramp(int band, int x, int y)
+{
+    return 100.0 * (band + 1) + x + 2 * y;
+}
 
 QByteArray readAll(const QString& path)
 {
@@ -71,7 +74,7 @@ TEST(CatalogueReport, EveryImageWithEmbeddedPicturesAndMeasures)
     EXPECT_TRUE(html.contains("<h2>second &lt;scene&gt;.tif</h2>")); // names are escaped
     // One overview map, then a thumbnail and a footprint map per image; nothing is linked from outside.
     EXPECT_EQ(html.count("src=\"data:image/png;base64,"), 5);
-    EXPECT_FALSE(html.contains("src=\"http")) ;
+    EXPECT_FALSE(html.contains("src=\"http"));
     EXPECT_FALSE(html.contains("src=\"file"));
     // The first embedded picture decodes as PNG.
     const int start = html.indexOf("base64,") + 7;
@@ -85,9 +88,8 @@ TEST(CatalogueReport, EveryImageWithEmbeddedPicturesAndMeasures)
     // The stripes of the second image: mean 0.5, standard deviation 0.5, one bit of entropy, gradient 1/sqrt(2).
     EXPECT_TRUE(html.contains("<td>0</td><td>1</td><td>0.5</td><td>0.5</td><td>1</td><td>1</td><td>0.707107</td>"));
 
-    const EntryRun bad =
-        runJson(ExcuteAlgo_ExporttoTaIReport,
-                QJsonObject{{"InputFiles", dir.filePath("none.tif")}, {"report_html", dir.filePath("r2.html")}});
+    const EntryRun bad = runJson(ExcuteAlgo_ExporttoTaIReport, QJsonObject{{"InputFiles", dir.filePath("none.tif")},
+                                                                           {"report_html", dir.filePath("r2.html")}});
     EXPECT_FALSE(bad.ok);
     EXPECT_NE(bad.text.find("[ERROR] ExportReport: the parameter InputFiles"), std::string::npos) << bad.text;
     EXPECT_FALSE(QFileInfo::exists(dir.filePath("r2.html")));
@@ -155,8 +157,8 @@ TEST(CatalogueIngest, DeliveryWithADamagedProduct)
     QDir().mkpath(empty);
     {
         StdoutCapture capture;
-        EXPECT_FALSE(ExcuteAlgo_DataAutoMagic(empty.toUtf8().constData(), dir.filePath("none").toUtf8().constData(),
-                                              "", &result.record));
+        EXPECT_FALSE(ExcuteAlgo_DataAutoMagic(empty.toUtf8().constData(), dir.filePath("none").toUtf8().constData(), "",
+                                              &result.record));
     }
     EXPECT_STREQ(result.record.message,
                  ("DataAutoMagic: the parameter InputDir (" + empty + ") holds no raster, product or archive!")

@@ -37,8 +37,15 @@ public:
         m_log = dir.filePath("requests.log");
         m_store = dir.filePath("store");
         QDir().mkpath(m_store);
-        QStringList args{QStringLiteral(LOOPBACK_SERVER), "--log", m_log, "--store", m_store, "--max-requests", "100",
-                         "--lifetime", "90"};
+        QStringList args{QStringLiteral(LOOPBACK_SERVER),
+                         "--log",
+                         m_log,
+                         "--store",
+                         m_store,
+                         "--max-requests",
+                         "100",
+                         "--lifetime",
+                         "90"};
         for (const QString& f : files)
             args << "--file" << f;
         m_process.start(QStringLiteral("python3"), args);
@@ -52,10 +59,7 @@ public:
     }
     bool ready() const { return m_port > 0; }
     QString url(const QString& path) const { return QStringLiteral("http://127.0.0.1:%1%2").arg(m_port).arg(path); }
-    QStringList requests() const
-    {
-        return QString::fromUtf8(readAll(m_log)).split('\n', Qt::SkipEmptyParts);
-    }
+    QStringList requests() const { return QString::fromUtf8(readAll(m_log)).split('\n', Qt::SkipEmptyParts); }
     QString stored(const QString& name) const { return QDir(m_store).filePath(name); }
 
 private:
@@ -103,8 +107,10 @@ TEST(CatalogueTransfer, DownloadsResumeRetryAndCheckTheirChecksum)
     const QString hex = QString::fromLatin1(QCryptographicHash::hash(body, QCryptographicHash::Sha256).toHex());
     QDir().mkpath(dir.filePath("src/product"));
     writeFile(dir.filePath("src/product/band1.txt"), "inside the archive");
-    ASSERT_EQ(QProcess::execute("tar", {"-czf", dir.filePath("product.tar.gz"), "-C", dir.filePath("src"), "product"}), 0);
-    LoopbackServer server(dir, {"scene.bin=" + dir.filePath("scene.bin"), "product.tar.gz=" + dir.filePath("product.tar.gz")});
+    ASSERT_EQ(QProcess::execute("tar", {"-czf", dir.filePath("product.tar.gz"), "-C", dir.filePath("src"), "product"}),
+              0);
+    LoopbackServer server(
+        dir, {"scene.bin=" + dir.filePath("scene.bin"), "product.tar.gz=" + dir.filePath("product.tar.gz")});
     ASSERT_TRUE(server.ready());
 
     // Plain download with the checksum in a header.
@@ -124,7 +130,8 @@ TEST(CatalogueTransfer, DownloadsResumeRetryAndCheckTheirChecksum)
     QStringList cutRequests = server.requests().filter("/cut/");
     ASSERT_EQ(cutRequests.size(), 2);
     EXPECT_TRUE(cutRequests[0].endsWith("/cut/scene.bin - -"));
-    EXPECT_TRUE(cutRequests[1].contains("bytes=") && !cutRequests[1].contains("bytes=0-")) << cutRequests[1].toStdString();
+    EXPECT_TRUE(cutRequests[1].contains("bytes=") && !cutRequests[1].contains("bytes=0-"))
+        << cutRequests[1].toStdString();
 
     // A partial file from an earlier, killed run is resumed; a server ignoring Range is read from the start.
     const QString resumed = dir.filePath("resumed");
@@ -192,8 +199,8 @@ TEST(CatalogueTransfer, UploadsByPutAndPostWithChecksumAndRetries)
     writeFile(dir.filePath("scene.tif"), body);
     const QString hex = QString::fromLatin1(QCryptographicHash::hash(body, QCryptographicHash::Sha256).toHex());
 
-    EntryRun run = runJson(ExcuteAlgo_UploadAlgo,
-                           QJsonObject{{"InputFile", dir.filePath("scene.tif")}, {"Url", server.url("/upload/put.tif")}});
+    EntryRun run = runJson(ExcuteAlgo_UploadAlgo, QJsonObject{{"InputFile", dir.filePath("scene.tif")},
+                                                              {"Url", server.url("/upload/put.tif")}});
     ASSERT_TRUE(run.ok) << run.text;
     EXPECT_EQ(readAll(server.stored("put.tif")), body); // the server stores only when the header matches
     EXPECT_EQ(run.outputs.value("Checksum"), "SHA-256:" + hex);
@@ -267,8 +274,8 @@ TEST(CatalogueTransfer, BadAddressesAndFoldersAreRefused)
         EXPECT_NE(d.text.find("VYROrthoDowndoad: http://127.0.0.1:"), std::string::npos) << d.text;
         EXPECT_FALSE(QFileInfo::exists(target));
     }
-    const EntryRun run = runJson(ExcuteAlgo_UploadAlgo, QJsonObject{{"InputFile", dir.filePath("file")},
-                                                                    {"Url", "file:///etc/passwd"}});
+    const EntryRun run =
+        runJson(ExcuteAlgo_UploadAlgo, QJsonObject{{"InputFile", dir.filePath("file")}, {"Url", "file:///etc/passwd"}});
     EXPECT_FALSE(run.ok);
     EXPECT_NE(run.text.find("[ERROR] UploadAlgo: the parameter Url (file:///etc/passwd) is not an http:// or https:// "
                             "address!"),

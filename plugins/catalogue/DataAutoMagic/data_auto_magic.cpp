@@ -185,8 +185,8 @@ bool writeStack(const QStringList& members, const QString& output, bool zeroIsFi
     GDALBuildVRTOptions* vrtOptions = GDALBuildVRTOptionsNew(vrtArgs.List(), nullptr);
     int usageError = 0;
     CPLPushErrorHandler(CPLQuietErrorHandler);
-    GDALDatasetH vrt = GDALBuildVRT(vrtPath.toUtf8().constData(), members.size(), nullptr, sources.List(),
-                                    vrtOptions, &usageError);
+    GDALDatasetH vrt =
+        GDALBuildVRT(vrtPath.toUtf8().constData(), members.size(), nullptr, sources.List(), vrtOptions, &usageError);
     CPLPopErrorHandler();
     GDALBuildVRTOptionsFree(vrtOptions);
     if (!vrt)
@@ -195,7 +195,8 @@ bool writeStack(const QStringList& members, const QString& output, bool zeroIsFi
         return false;
     }
     for (int b = 0; b < members.size() && b < GDALGetRasterCount(vrt); ++b)
-        GDALSetDescription(GDALGetRasterBand(vrt, b + 1), QFileInfo(members[b]).completeBaseName().toUtf8().constData());
+        GDALSetDescription(GDALGetRasterBand(vrt, b + 1),
+                           QFileInfo(members[b]).completeBaseName().toUtf8().constData());
     const bool written = translateToGeoTiff(vrt, output, zeroIsFill, error);
     GDALClose(vrt);
     VSIUnlink(vrtPath.toUtf8().constData());
@@ -241,10 +242,10 @@ bool writeRadarVrt(const QStringList& members, const QString& output, QString* e
         {
             vrt->AddBand(source->GetRasterBand(b)->GetRasterDataType(), nullptr);
             GDALRasterBand* band = vrt->GetRasterBand(vrt->GetRasterCount());
-            VRTAddSimpleSource(band, source->GetRasterBand(b), 0, 0, source->GetRasterXSize(),
-                               source->GetRasterYSize(), 0, 0, source->GetRasterXSize(), source->GetRasterYSize(),
-                               nullptr, VRT_NODATA_UNSET);
-            band->SetDescription(QFileInfo(QString::fromUtf8(source->GetDescription())).completeBaseName().toUtf8().constData());
+            VRTAddSimpleSource(band, source->GetRasterBand(b), 0, 0, source->GetRasterXSize(), source->GetRasterYSize(),
+                               0, 0, source->GetRasterXSize(), source->GetRasterYSize(), nullptr, VRT_NODATA_UNSET);
+            band->SetDescription(
+                QFileInfo(QString::fromUtf8(source->GetDescription())).completeBaseName().toUtf8().constData());
         }
     }
     if (reference->GetGCPCount() > 0)
@@ -319,10 +320,8 @@ protected:
         }
         progress(10.0);
 
-        std::vector<catalogue::IndexEntry> entries =
-            catalogue::describeItems(items, catalogue::FootprintOptions(), [this](int n, int total) {
-                progress(10.0 + 30.0 * n / total);
-            });
+        std::vector<catalogue::IndexEntry> entries = catalogue::describeItems(
+            items, catalogue::FootprintOptions(), [this](int n, int total) { progress(10.0 + 30.0 * n / total); });
         const QString thumbs = steps.thumbnails ? out.filePath(QStringLiteral("thumbnails")) : QString();
         std::vector<catalogue::IndexEntry> indexed;
         QStringList rasters, pictures; // every file written, for the [OUTPUT] lines
@@ -351,7 +350,8 @@ protected:
             QString analysisReady = item.imagePath;
             if (steps.convert && item.imagePath.isEmpty())
             {
-                refused.append(QJsonObject{{"source", item.path}, {"reason", QStringLiteral("holds no image to convert")}});
+                refused.append(
+                    QJsonObject{{"source", item.path}, {"reason", QStringLiteral("holds no image to convert")}});
                 continue;
             }
             if (steps.convert)
@@ -368,8 +368,9 @@ protected:
                     const QString target =
                         out.filePath(stem + stack.suffix + (radar ? QStringLiteral(".vrt") : QStringLiteral(".tif")));
                     m_made << target;
-                    const bool ok = !stack.members.isEmpty() && (radar ? writeRadarVrt(stack.members, target, &error)
-                                                                       : writeStack(stack.members, target, item.zeroIsFill(), &error));
+                    const bool ok = !stack.members.isEmpty() &&
+                                    (radar ? writeRadarVrt(stack.members, target, &error)
+                                           : writeStack(stack.members, target, item.zeroIsFill(), &error));
                     if (!ok)
                     {
                         written = QJsonArray();
@@ -382,8 +383,8 @@ protected:
                 {
                     // The stacks of this product already written go with it.
                     for (const GridStack& stack : stacks)
-                        algokit::deleteRasterFiles(
-                            out.filePath(stem + stack.suffix + (radar ? QStringLiteral(".vrt") : QStringLiteral(".tif"))));
+                        algokit::deleteRasterFiles(out.filePath(
+                            stem + stack.suffix + (radar ? QStringLiteral(".vrt") : QStringLiteral(".tif"))));
                     refused.append(QJsonObject{{"source", item.path},
                                                {"reason", error.isEmpty() ? QStringLiteral("holds no image") : error}});
                     continue;

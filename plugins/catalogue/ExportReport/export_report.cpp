@@ -19,7 +19,10 @@ namespace
 // Quality measures are taken on a grid of at most this many pixels on the longer side.
 constexpr int kMeasureSize = 2048;
 
-QString escaped(const QString& text) { return text.toHtmlEscaped(); }
+QString escaped(const QString& text)
+{
+    return text.toHtmlEscaped();
+}
 
 QString pictureTag(const QImage& image, const QString& alt)
 {
@@ -27,7 +30,10 @@ QString pictureTag(const QImage& image, const QString& alt)
         .arg(escaped(alt), QString::fromLatin1(catalogue::pngBytes(image).toBase64()));
 }
 
-QString number(double v, int precision = 4) { return QString::number(v, 'g', precision); }
+QString number(double v, int precision = 4)
+{
+    return QString::number(v, 'g', precision);
+}
 
 struct ImageSection
 {
@@ -54,10 +60,8 @@ protected:
         const std::vector<catalogue::CatalogueItem> items = catalogue::scanInputs(inputs.list(), &unusable);
         if (!unusable.isEmpty())
             args.refuse("InputFiles", unusable.first(), "is neither a raster, a product nor a folder holding one");
-        std::vector<catalogue::IndexEntry> entries =
-            catalogue::describeItems(items, catalogue::FootprintOptions(), [this](int done, int total) {
-                progress(30.0 * done / total);
-            });
+        std::vector<catalogue::IndexEntry> entries = catalogue::describeItems(
+            items, catalogue::FootprintOptions(), [this](int done, int total) { progress(30.0 * done / total); });
         // Every image must open with at least one band; one without georeferencing is still reported.
         for (size_t i = 0; i < items.size(); ++i)
         {
@@ -98,8 +102,9 @@ protected:
              << ".pics img{margin-right:1em;vertical-align:top;border:1px solid #ddd}"
              << ".bad{color:#b00}\n</style>\n</head>\n<body>\n<h1>" << escaped(title) << "</h1>\n"
              << "<p>" << items.size() << " image(s), made " << QDateTime::currentDateTimeUtc().toString(Qt::ISODate)
-             << ".</p>\n<div class=\"pics\">" << pictureTag(catalogue::drawFootprintMap(footprints, -1, 640, 400),
-                                                             QStringLiteral("Footprints of all images"))
+             << ".</p>\n<div class=\"pics\">"
+             << pictureTag(catalogue::drawFootprintMap(footprints, -1, 640, 400),
+                           QStringLiteral("Footprints of all images"))
              << "</div>\n"
              << body << "</body>\n</html>\n";
 
@@ -152,14 +157,13 @@ private:
         {
             OGREnvelope e;
             entry.footprint->getEnvelope(&e);
-            row(QStringLiteral("Extent (WGS 84)"), QStringLiteral("%1, %2 - %3, %4")
-                                                       .arg(number(e.MinX, 8), number(e.MinY, 8), number(e.MaxX, 8),
-                                                            number(e.MaxY, 8)));
+            row(QStringLiteral("Extent (WGS 84)"),
+                QStringLiteral("%1, %2 - %3, %4")
+                    .arg(number(e.MinX, 8), number(e.MinY, 8), number(e.MaxX, 8), number(e.MaxY, 8)));
             row(QStringLiteral("Footprint area (km2)"), number(catalogue::areaSquareMetres(*entry.footprint) / 1e6, 6));
         }
         else
-            out << "<tr><td class=\"k bad\">Footprint</td><td class=\"bad\">" << escaped(entry.error)
-                << "</td></tr>\n";
+            out << "<tr><td class=\"k bad\">Footprint</td><td class=\"bad\">" << escaped(entry.error) << "</td></tr>\n";
         if (dataset)
         {
             row(QStringLiteral("Size (pixels)"),
@@ -194,8 +198,9 @@ private:
             GDALRasterBand* band = dataset->GetRasterBand(b);
             const bool complex = GDALDataTypeIsComplex(band->GetRasterDataType());
             std::vector<double> raw(complex ? values.size() * 2 : 0);
-            const CPLErr read = complex ? band->RasterIO(GF_Read, 0, 0, width, height, raw.data(), w, h, GDT_CFloat64, 0, 0)
-                                        : band->RasterIO(GF_Read, 0, 0, width, height, values.data(), w, h, GDT_Float64, 0, 0);
+            const CPLErr read =
+                complex ? band->RasterIO(GF_Read, 0, 0, width, height, raw.data(), w, h, GDT_CFloat64, 0, 0)
+                        : band->RasterIO(GF_Read, 0, 0, width, height, values.data(), w, h, GDT_Float64, 0, 0);
             if (read != CE_None)
                 continue;
             if (complex)
@@ -207,11 +212,11 @@ private:
                     CE_None)
                 std::fill(valid.begin(), valid.end(), 1);
             const catalogue::BandMeasures m = catalogue::measureBand(values.data(), valid.data(), w, h);
-            out << "<tr><td>" << b << "</td><td style=\"text-align:left\">" << escaped(QString::fromUtf8(band->GetDescription()))
-                << "</td><td>" << number(100.0 * m.validShare) << "</td><td>" << number(m.minimum, 8) << "</td><td>"
-                << number(m.maximum, 8) << "</td><td>" << number(m.mean, 8) << "</td><td>" << number(m.stdDev, 6)
-                << "</td><td>" << number(m.snr) << "</td><td>" << number(m.entropyBits) << "</td><td>"
-                << number(m.meanGradient, 6) << "</td></tr>\n";
+            out << "<tr><td>" << b << "</td><td style=\"text-align:left\">"
+                << escaped(QString::fromUtf8(band->GetDescription())) << "</td><td>" << number(100.0 * m.validShare)
+                << "</td><td>" << number(m.minimum, 8) << "</td><td>" << number(m.maximum, 8) << "</td><td>"
+                << number(m.mean, 8) << "</td><td>" << number(m.stdDev, 6) << "</td><td>" << number(m.snr)
+                << "</td><td>" << number(m.entropyBits) << "</td><td>" << number(m.meanGradient, 6) << "</td></tr>\n";
         }
         out << "</table>\n";
         if (w != width || h != height)

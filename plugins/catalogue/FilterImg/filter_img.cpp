@@ -85,9 +85,9 @@ protected:
                     pending.push_back(items[c->item]);
                     owners.push_back(c);
                 }
-            std::vector<catalogue::IndexEntry> entries = catalogue::describeItems(
-                pending, catalogue::FootprintOptions(),
-                [this](int done, int total) { progress(10.0 + 85.0 * done / total); });
+            std::vector<catalogue::IndexEntry> entries =
+                catalogue::describeItems(pending, catalogue::FootprintOptions(),
+                                         [this](int done, int total) { progress(10.0 + 85.0 * done / total); });
             for (size_t i = 0; i < entries.size(); ++i)
                 owners[i]->footprint = std::move(entries[i].footprint);
         }

@@ -44,8 +44,8 @@ protected:
                 return fail(QStringLiteral("UploadAlgo: no temporary folder for packing %1").arg(input));
             file = QDir(packing.path()).filePath(info.fileName() + QStringLiteral(".tar.gz"));
             QProcess tar;
-            tar.start(QStringLiteral("tar"), {QStringLiteral("-czf"), file, QStringLiteral("-C"),
-                                              info.absoluteDir().path(), info.fileName()});
+            tar.start(QStringLiteral("tar"),
+                      {QStringLiteral("-czf"), file, QStringLiteral("-C"), info.absoluteDir().path(), info.fileName()});
             if (!tar.waitForStarted() || !tar.waitForFinished(-1) || tar.exitStatus() != QProcess::NormalExit ||
                 tar.exitCode() != 0)
                 return fail(QStringLiteral("UploadAlgo: %1 could not be packed").arg(input));

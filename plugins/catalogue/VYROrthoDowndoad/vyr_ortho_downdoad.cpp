@@ -45,21 +45,20 @@ protected:
 
         const double downloadShare = unpack ? 90.0 : 100.0;
         bool stopped = false;
-        const catalogue::DownloadResult got =
-            catalogue::download(url, folder, policy, [&](qint64 done, qint64 total) {
-                try
-                {
-                    if (total > 0)
-                        progress(downloadShare * double(done) / double(total));
-                    return true;
-                }
-                catch (const algokit::Cancelled&)
-                {
-                    // Not through libcurl's C frames: the transfer stops and the stop is rethrown below.
-                    stopped = true;
-                    return false;
-                }
-            });
+        const catalogue::DownloadResult got = catalogue::download(url, folder, policy, [&](qint64 done, qint64 total) {
+            try
+            {
+                if (total > 0)
+                    progress(downloadShare * double(done) / double(total));
+                return true;
+            }
+            catch (const algokit::Cancelled&)
+            {
+                // Not through libcurl's C frames: the transfer stops and the stop is rethrown below.
+                stopped = true;
+                return false;
+            }
+        });
         if (stopped || got.cancelled)
             throw algokit::Cancelled();
         if (!got.ok)

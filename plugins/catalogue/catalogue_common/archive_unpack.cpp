@@ -25,17 +25,61 @@ struct Rule
 const Rule* ruleFor(const QString& fileName)
 {
     static const Rule rules[] = {
-        {".tar.gz", "tar", [](const QString& a, const QString& f) { return QStringList{"-xzf", a, "-C", f}; }, false},
-        {".tgz", "tar", [](const QString& a, const QString& f) { return QStringList{"-xzf", a, "-C", f}; }, false},
-        {".tar.bz2", "tar", [](const QString& a, const QString& f) { return QStringList{"-xjf", a, "-C", f}; }, false},
-        {".tar.bz", "tar", [](const QString& a, const QString& f) { return QStringList{"-xjf", a, "-C", f}; }, false},
-        {".tar.xz", "tar", [](const QString& a, const QString& f) { return QStringList{"-xJf", a, "-C", f}; }, false},
-        {".tar", "tar", [](const QString& a, const QString& f) { return QStringList{"-xf", a, "-C", f}; }, false},
-        {".zip", "unzip", [](const QString& a, const QString& f) { return QStringList{"-q", "-o", a, "-d", f}; }, false},
-        {".gz", "gzip", [](const QString& a, const QString&) { return QStringList{"-dc", a}; }, true},
-        {".bz2", "bzip2", [](const QString& a, const QString&) { return QStringList{"-dc", a}; }, true},
-        {".bz", "bzip2", [](const QString& a, const QString&) { return QStringList{"-dc", a}; }, true},
-        {".xz", "xz", [](const QString& a, const QString&) { return QStringList{"-dc", a}; }, true},
+        {".tar.gz", "tar",
+         [](const QString& a, const QString& f) {
+             return QStringList{"-xzf", a, "-C", f};
+         },
+         false},
+        {".tgz", "tar",
+         [](const QString& a, const QString& f) {
+             return QStringList{"-xzf", a, "-C", f};
+         },
+         false},
+        {".tar.bz2", "tar",
+         [](const QString& a, const QString& f) {
+             return QStringList{"-xjf", a, "-C", f};
+         },
+         false},
+        {".tar.bz", "tar",
+         [](const QString& a, const QString& f) {
+             return QStringList{"-xjf", a, "-C", f};
+         },
+         false},
+        {".tar.xz", "tar",
+         [](const QString& a, const QString& f) {
+             return QStringList{"-xJf", a, "-C", f};
+         },
+         false},
+        {".tar", "tar",
+         [](const QString& a, const QString& f) {
+             return QStringList{"-xf", a, "-C", f};
+         },
+         false},
+        {".zip", "unzip",
+         [](const QString& a, const QString& f) {
+             return QStringList{"-q", "-o", a, "-d", f};
+         },
+         false},
+        {".gz", "gzip",
+         [](const QString& a, const QString&) {
+             return QStringList{"-dc", a};
+         },
+         true},
+        {".bz2", "bzip2",
+         [](const QString& a, const QString&) {
+             return QStringList{"-dc", a};
+         },
+         true},
+        {".bz", "bzip2",
+         [](const QString& a, const QString&) {
+             return QStringList{"-dc", a};
+         },
+         true},
+        {".xz", "xz",
+         [](const QString& a, const QString&) {
+             return QStringList{"-dc", a};
+         },
+         true},
     };
     for (const Rule& rule : rules)
         if (fileName.endsWith(QLatin1String(rule.suffix), Qt::CaseInsensitive))
@@ -45,7 +89,10 @@ const Rule* ruleFor(const QString& fileName)
 
 } // namespace
 
-bool isArchive(const QString& fileName) { return ruleFor(QFileInfo(fileName).fileName()) != nullptr; }
+bool isArchive(const QString& fileName)
+{
+    return ruleFor(QFileInfo(fileName).fileName()) != nullptr;
+}
 
 QString archiveStem(const QString& fileName)
 {

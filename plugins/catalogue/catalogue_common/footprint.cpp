@@ -5,9 +5,9 @@
 #include <ogrsf_frmts.h>
 
 #include <algorithm>
+#include <cmath>
 #include <map>
 #include <string>
-#include <cmath>
 #include <vector>
 
 namespace catalogue
@@ -61,8 +61,7 @@ bool readValidMask(GDALDataset* dataset, int w, int h, bool zeroIsFill, std::vec
                 continue;
             datasetMaskDone = true;
         }
-        if (band->GetMaskBand()->RasterIO(GF_Read, 0, 0, width, height, cells.data(), w, h, GDT_Byte, 0, 0) !=
-            CE_None)
+        if (band->GetMaskBand()->RasterIO(GF_Read, 0, 0, width, height, cells.data(), w, h, GDT_Byte, 0, 0) != CE_None)
             return false;
         for (size_t i = 0; i < cells.size(); ++i)
             mask[i] |= cells[i] != 0;
@@ -84,8 +83,7 @@ GeometryPtr polygoniseMask(const std::vector<unsigned char>& mask, int w, int h,
     double transform[6] = {0.0, cellX, 0.0, 0.0, 0.0, cellY};
     raster->SetGeoTransform(transform);
     GDALRasterBand* band = raster->GetRasterBand(1);
-    if (band->RasterIO(GF_Write, 0, 0, w, h, const_cast<unsigned char*>(mask.data()), w, h, GDT_Byte, 0, 0) !=
-        CE_None)
+    if (band->RasterIO(GF_Write, 0, 0, w, h, const_cast<unsigned char*>(mask.data()), w, h, GDT_Byte, 0, 0) != CE_None)
         return nullptr;
     OGRLayer* layer = vector->CreateLayer("mask", nullptr, wkbPolygon, nullptr);
     OGRFieldDefn field("value", OFTInteger);
@@ -463,8 +461,9 @@ Footprint computeFootprint(GDALDataset* dataset, const FootprintOptions& options
     // whole image covers on the ground.
     const OGRSpatialReference* srs = ownSrs;
     if (hasGeoTransform && srs && srs->IsProjected())
-        result.resolutionMetres = std::sqrt(std::abs(geoTransform[1] * geoTransform[5] - geoTransform[2] * geoTransform[4])) *
-                                  srs->GetLinearUnits();
+        result.resolutionMetres =
+            std::sqrt(std::abs(geoTransform[1] * geoTransform[5] - geoTransform[2] * geoTransform[4])) *
+            srs->GetLinearUnits();
     else
     {
         GeometryPtr whole = rectangle(0.0, 0.0, width, height);

@@ -30,9 +30,9 @@ struct FootprintOptions
 
 struct Footprint
 {
-    GeometryPtr wgs84;  // (multi)polygon, longitude/latitude order; null when the image has no valid pixel
-    GeometryPtr native; // the same in the image's own reference system (geotransformed images only)
-    QString nativeSrs;  // "EPSG:32616", a reference-system name, or empty
+    GeometryPtr wgs84;             // (multi)polygon, longitude/latitude order; null when the image has no valid pixel
+    GeometryPtr native;            // the same in the image's own reference system (geotransformed images only)
+    QString nativeSrs;             // "EPSG:32616", a reference-system name, or empty
     double resolutionMetres = 0.0; // ground pixel size, approximate for sensor geometry
     double validShare = 0.0;       // valid cells / all cells of the mask
 };

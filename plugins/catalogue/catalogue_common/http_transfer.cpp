@@ -54,15 +54,15 @@ void commonOptions(CURL* curl, const QByteArray& url, const TransferPolicy& poli
     curl_easy_setopt(curl, CURLOPT_LOW_SPEED_LIMIT, 1L);
     curl_easy_setopt(curl, CURLOPT_LOW_SPEED_TIME, policy.stallSeconds);
     curl_easy_setopt(curl, CURLOPT_USERAGENT, "AlgoFactory/1.0");
-    curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION,
-                     +[](char* data, size_t size, size_t count, void* user) -> size_t {
-                         auto* text = static_cast<QByteArray*>(user);
-                         // A new status line starts the headers of the next response (after a redirect).
-                         if (size * count > 5 && qstrncmp(data, "HTTP/", 5) == 0)
-                             text->clear();
-                         text->append(data, int(size * count));
-                         return size * count;
-                     });
+    curl_easy_setopt(
+        curl, CURLOPT_HEADERFUNCTION, +[](char* data, size_t size, size_t count, void* user) -> size_t {
+            auto* text = static_cast<QByteArray*>(user);
+            // A new status line starts the headers of the next response (after a redirect).
+            if (size * count > 5 && qstrncmp(data, "HTTP/", 5) == 0)
+                text->clear();
+            text->append(data, int(size * count));
+            return size * count;
+        });
     curl_easy_setopt(curl, CURLOPT_HEADERDATA, headers);
 }
 
@@ -147,7 +147,8 @@ int reportTransfer(void* user, curl_off_t downloadTotal, curl_off_t downloaded, 
         return 0;
     const bool isUpload = uploadTotal > 0;
     const qint64 done = isUpload ? qint64(uploaded) : state->offset + qint64(downloaded);
-    const qint64 total = isUpload ? qint64(uploadTotal) : (downloadTotal > 0 ? state->offset + qint64(downloadTotal) : 0);
+    const qint64 total =
+        isUpload ? qint64(uploadTotal) : (downloadTotal > 0 ? state->offset + qint64(downloadTotal) : 0);
     if (!(*state->progress)(done, total))
     {
         state->stopped = true;
@@ -166,13 +167,14 @@ QByteArray fetchSmallText(const QByteArray& url, const TransferPolicy& policy)
     commonOptions(curl.get(), url, policy, &headers);
     curl_easy_setopt(curl.get(), CURLOPT_FAILONERROR, 1L);
     curl_easy_setopt(curl.get(), CURLOPT_MAXFILESIZE_LARGE, curl_off_t(kMaxChecksumFileBytes));
-    curl_easy_setopt(curl.get(), CURLOPT_WRITEFUNCTION, +[](char* data, size_t size, size_t count, void* user) -> size_t {
-        auto* text = static_cast<QByteArray*>(user);
-        if (text->size() + qint64(size * count) > kMaxChecksumFileBytes)
-            return 0;
-        text->append(data, int(size * count));
-        return size * count;
-    });
+    curl_easy_setopt(
+        curl.get(), CURLOPT_WRITEFUNCTION, +[](char* data, size_t size, size_t count, void* user) -> size_t {
+            auto* text = static_cast<QByteArray*>(user);
+            if (text->size() + qint64(size * count) > kMaxChecksumFileBytes)
+                return 0;
+            text->append(data, int(size * count));
+            return size * count;
+        });
     curl_easy_setopt(curl.get(), CURLOPT_WRITEDATA, &body);
     return curl_easy_perform(curl.get()) == CURLE_OK ? body : QByteArray();
 }
@@ -465,20 +467,22 @@ UploadResult upload(const QString& path, const QString& url, const QString& meth
             curl_slist_append(list.get(), "Content-Type: application/octet-stream");
             curl_easy_setopt(curl.get(), CURLOPT_UPLOAD, 1L);
             curl_easy_setopt(curl.get(), CURLOPT_INFILESIZE_LARGE, curl_off_t(result.bytes));
-            curl_easy_setopt(curl.get(), CURLOPT_READFUNCTION, +[](char* buffer, size_t size, size_t count, void* user) -> size_t {
-                const qint64 n = static_cast<QFile*>(user)->read(buffer, qint64(size * count));
-                return n < 0 ? CURL_READFUNC_ABORT : size_t(n);
-            });
+            curl_easy_setopt(
+                curl.get(), CURLOPT_READFUNCTION, +[](char* buffer, size_t size, size_t count, void* user) -> size_t {
+                    const qint64 n = static_cast<QFile*>(user)->read(buffer, qint64(size * count));
+                    return n < 0 ? CURL_READFUNC_ABORT : size_t(n);
+                });
             curl_easy_setopt(curl.get(), CURLOPT_READDATA, &file);
         }
         curl_easy_setopt(curl.get(), CURLOPT_HTTPHEADER, list.get());
         QByteArray response;
-        curl_easy_setopt(curl.get(), CURLOPT_WRITEFUNCTION, +[](char* data, size_t size, size_t count, void* user) -> size_t {
-            auto* text = static_cast<QByteArray*>(user);
-            if (text->size() < 65536)
-                text->append(data, int(std::min<size_t>(size * count, 65536)));
-            return size * count;
-        });
+        curl_easy_setopt(
+            curl.get(), CURLOPT_WRITEFUNCTION, +[](char* data, size_t size, size_t count, void* user) -> size_t {
+                auto* text = static_cast<QByteArray*>(user);
+                if (text->size() < 65536)
+                    text->append(data, int(std::min<size_t>(size * count, 65536)));
+                return size * count;
+            });
         curl_easy_setopt(curl.get(), CURLOPT_WRITEDATA, &response);
         DownloadState state;
         state.progress = &progress;

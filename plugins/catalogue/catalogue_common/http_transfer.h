@@ -12,10 +12,10 @@ namespace catalogue
 
 struct TransferPolicy
 {
-    int attempts = 4;                 // tries in all
-    double firstDelaySeconds = 0.5;   // doubled after each failed try
+    int attempts = 4;               // tries in all
+    double firstDelaySeconds = 0.5; // doubled after each failed try
     long connectTimeoutSeconds = 15;
-    long stallSeconds = 30;           // a transfer slower than 1 byte/s for this long is dropped
+    long stallSeconds = 30; // a transfer slower than 1 byte/s for this long is dropped
 };
 
 // Bytes done and expected (0 when unknown); return false to stop.
@@ -39,8 +39,8 @@ struct DownloadResult
 {
     bool ok = false;
     bool cancelled = false;
-    QString error;        // why it failed, in words
-    QString path;         // the final file
+    QString error; // why it failed, in words
+    QString path;  // the final file
     qint64 bytes = 0;
     qint64 resumedFrom = 0; // bytes already there when the last successful try started
     int attempts = 0;

@@ -200,7 +200,7 @@ bool writeIndex(const QString& path, const std::vector<IndexEntry>& entries, QSt
         return false;
     }
     const QStringList names = indexFieldNames();
-    const OGRFieldType types[] = {OFTString, OFTString, OFTString, OFTString, OFTString,
+    const OGRFieldType types[] = {OFTString, OFTString, OFTString,  OFTString, OFTString,
                                   OFTString, OFTReal,   OFTInteger, OFTString, OFTReal};
     for (int i = 0; i < names.size(); ++i)
     {
@@ -289,11 +289,15 @@ bool readIndex(const QString& path, IndexContent& content, QString* error)
         int y = 0, mo = 0, d = 0, h = 0, mi = 0, tz = 0;
         float s = 0.0f;
         f.GetFieldAsDateTime(i, &y, &mo, &d, &h, &mi, &s, &tz);
-        const QString date = QStringLiteral("%1-%2-%3").arg(y, 4, 10, QLatin1Char('0')).arg(mo, 2, 10, QLatin1Char('0'))
+        const QString date = QStringLiteral("%1-%2-%3")
+                                 .arg(y, 4, 10, QLatin1Char('0'))
+                                 .arg(mo, 2, 10, QLatin1Char('0'))
                                  .arg(d, 2, 10, QLatin1Char('0'));
         if (type == OFTDate)
             return date;
-        return date + QStringLiteral("T%1:%2:%3").arg(h, 2, 10, QLatin1Char('0')).arg(mi, 2, 10, QLatin1Char('0'))
+        return date + QStringLiteral("T%1:%2:%3")
+                          .arg(h, 2, 10, QLatin1Char('0'))
+                          .arg(mi, 2, 10, QLatin1Char('0'))
                           .arg(int(s), 2, 10, QLatin1Char('0'));
     };
     layer->ResetReading();

@@ -22,12 +22,18 @@ QString landsatSensor(QChar letter, int mission)
 {
     switch (letter.toUpper().toLatin1())
     {
-    case 'C': return QStringLiteral("OLI_TIRS");
-    case 'O': return QStringLiteral("OLI");
-    case 'T': return mission >= 8 ? QStringLiteral("TIRS") : QStringLiteral("TM");
-    case 'E': return QStringLiteral("ETM");
-    case 'M': return QStringLiteral("MSS");
-    default: return QString();
+    case 'C':
+        return QStringLiteral("OLI_TIRS");
+    case 'O':
+        return QStringLiteral("OLI");
+    case 'T':
+        return mission >= 8 ? QStringLiteral("TIRS") : QStringLiteral("TM");
+    case 'E':
+        return QStringLiteral("ETM");
+    case 'M':
+        return QStringLiteral("MSS");
+    default:
+        return QString();
     }
 }
 
@@ -189,22 +195,29 @@ const std::vector<NameRule>& nameRules()
     using RE = QRegularExpression;
     const RE::PatternOptions ci = RE::CaseInsensitiveOption;
     static const std::vector<NameRule> rules = {
-        {RE(QStringLiteral("^L([COTEM])(\\d{2})_(L1TP|L1GT|L1GS|L2SP|L2SR)_\\d{6}_(\\d{8})_\\d{8}_\\d{2}_(?:T1|T2|RT)"), ci),
+        {RE(QStringLiteral("^L([COTEM])(\\d{2})_(L1TP|L1GT|L1GS|L2SP|L2SR)_\\d{6}_(\\d{8})_\\d{8}_\\d{2}_(?:T1|T2|RT)"),
+            ci),
          landsatCollection},
         {RE(QStringLiteral("^L([COTEM])(\\d)\\d{6}(\\d{7})[A-Z]{3}\\d{2}"), ci), landsatSceneId},
         {RE(QStringLiteral("^S2([ABCD])_MSI(L1C|L2A)_(\\d{8}T\\d{6})_"), ci), sentinel2Product},
         {RE(QStringLiteral("^T(\\d{2}[A-Z]{3})_(\\d{8}T\\d{6})_"), ci), sentinel2Tile},
-        {RE(QStringLiteral("^S1([ABCD])_(IW|EW|SM|WV|S[1-6])_(SLC_|GRD[FHM]|RAW_|OCN_)_[12][SA][A-Z]{2}_(\\d{8}T\\d{6})_"), ci),
+        {RE(QStringLiteral(
+                "^S1([ABCD])_(IW|EW|SM|WV|S[1-6])_(SLC_|GRD[FHM]|RAW_|OCN_)_[12][SA][A-Z]{2}_(\\d{8}T\\d{6})_"),
+            ci),
          sentinel1Product},
-        {RE(QStringLiteral("^s1([abcd])-(iw\\d?|ew\\d?|s[1-6]|wv\\d?)-(slc|grd|ocn)-(?:hh|hv|vh|vv)-(\\d{8}t\\d{6})-"), ci),
+        {RE(QStringLiteral("^s1([abcd])-(iw\\d?|ew\\d?|s[1-6]|wv\\d?)-(slc|grd|ocn)-(?:hh|hv|vh|vv)-(\\d{8}t\\d{6})-"),
+            ci),
          sentinel1File},
         {RE(QStringLiteral("^(GF3[BC]?)_[A-Z]{3}_([A-Z]+)_\\d{6}_[EW][\\d.]+_[NS][\\d.]+_(\\d{8})_(L[12][AB]?)_"), ci),
          gaofen3},
         {RE(QStringLiteral("^(GF5[AB]?)_([A-Z]+)_[EW][\\d.]+_[NS][\\d.]+_(\\d{8})_\\d{6}_L(\\d)"), ci), gaofen5},
-        {RE(QStringLiteral("^(GF1[BCD]?|GF2|GF4|GF6|GF7|ZY3|ZY302|ZY303)_([A-Z]+\\d?)_[EW][\\d.]+_[NS][\\d.]+_(\\d{8})_(L\\d[A-Z]?)"),
+        {RE(QStringLiteral("^(GF1[BCD]?|GF2|GF4|GF6|GF7|ZY3|ZY302|ZY303)_([A-Z]+\\d?)_[EW][\\d.]+_[NS][\\d.]+_(\\d{8})_"
+                           "(L\\d[A-Z]?)"),
             ci),
          gaofenOptical},
-        {RE(QStringLiteral("^CSKS(\\d)_([A-Z]{3}_[A-Z])_([A-Z0-9]{2})_[A-Z0-9]{2}_(?:HH|HV|VH|VV)_[RL][AD]_[FS][FS]_(\\d{14})_"), ci),
+        {RE(QStringLiteral(
+                "^CSKS(\\d)_([A-Z]{3}_[A-Z])_([A-Z0-9]{2})_[A-Z0-9]{2}_(?:HH|HV|VH|VV)_[RL][AD]_[FS][FS]_(\\d{14})_"),
+            ci),
          cosmoSkyMed},
         {RE(QStringLiteral("^CSG_SSAR(\\d)_([A-Z]{3}_[A-Z])_\\w*?_(\\d{14})_"), ci), cosmoSecondGeneration},
         // Derived products that keep the mission prefix and the start time of their source.
@@ -286,7 +299,8 @@ ProductInfo readLandsatMtl(const QByteArray& text)
             date = value;
         else if ((key == QLatin1String("SCENE_CENTER_TIME")) && time.isEmpty())
             time = value;
-        else if ((key == QLatin1String("DATA_TYPE") || key == QLatin1String("PROCESSING_LEVEL")) && info.level.isEmpty())
+        else if ((key == QLatin1String("DATA_TYPE") || key == QLatin1String("PROCESSING_LEVEL")) &&
+                 info.level.isEmpty())
             info.level = value.toUpper();
         else if (key == QLatin1String("CLOUD_COVER") && info.cloudPercent < 0.0)
             info.cloudPercent = cloudShare(value);
@@ -369,8 +383,8 @@ ProductInfo readMetadataXml(const QByteArray& xml)
     // Element names in the order of preference for each attribute.
     static const QStringList satelliteNames = {"SatelliteID", "satellite", "SPACECRAFT_NAME", "Satellite_ID"};
     static const QStringList sensorNames = {"SensorID", "imagingMode", "sensorID", "Sensor"};
-    static const QStringList timeNames = {"CenterTime", "SceneCenterTime", "imagingStartTime", "StartTime", "start",
-                                          "PRODUCT_START_TIME", "DATATAKE_SENSING_START", "ReceiveTime"};
+    static const QStringList timeNames = {"CenterTime", "SceneCenterTime",    "imagingStartTime",       "StartTime",
+                                          "start",      "PRODUCT_START_TIME", "DATATAKE_SENSING_START", "ReceiveTime"};
     static const QStringList levelNames = {"ProductLevel", "productLevel", "PROCESSING_LEVEL", "Level"};
     static const QStringList cloudNames = {"CloudPercent", "Cloud_Coverage_Assessment", "CloudCover"};
     QMap<QString, QString> found;
@@ -411,8 +425,8 @@ ProductInfo readMetadataXml(const QByteArray& xml)
 
 QString normaliseDateTime(const QString& text)
 {
-    static const QRegularExpression full(QStringLiteral(
-        "^(\\d{4})-?(\\d{2})-?(\\d{2})(?:[T ]?(\\d{2}):?(\\d{2}):?(\\d{2})(?:\\.\\d*)?Z?)?"),
+    static const QRegularExpression full(
+        QStringLiteral("^(\\d{4})-?(\\d{2})-?(\\d{2})(?:[T ]?(\\d{2}):?(\\d{2}):?(\\d{2})(?:\\.\\d*)?Z?)?"),
         QRegularExpression::CaseInsensitiveOption);
     static const QRegularExpression yearDay(QStringLiteral("^(\\d{4})(\\d{3})$"));
     const QString t = text.trimmed().left(64);
@@ -436,7 +450,9 @@ QString normaliseDateTime(const QString& text)
         const int h = m.captured(4).toInt(), mi = m.captured(5).toInt(), s = m.captured(6).toInt();
         if (h > 23 || mi > 59 || s > 60)
             return out;
-        out += QStringLiteral("T%1:%2:%3").arg(h, 2, 10, QLatin1Char('0')).arg(mi, 2, 10, QLatin1Char('0'))
+        out += QStringLiteral("T%1:%2:%3")
+                   .arg(h, 2, 10, QLatin1Char('0'))
+                   .arg(mi, 2, 10, QLatin1Char('0'))
                    .arg(s, 2, 10, QLatin1Char('0'));
     }
     return out;

@@ -17,7 +17,7 @@ struct ProductInfo
     QString acquisition; // UTC, "yyyy-MM-ddTHH:mm:ss" or "yyyy-MM-dd" when only the day is known
     QString level;       // "L1T", "L1C", "GRDH", "SLC", "L1A"
     double cloudPercent = -1.0; // negative: not stated
-    QString family;      // "landsat", "sentinel1", "sentinel2", "gf", "zy3", "csk", empty when not recognised
+    QString family;             // "landsat", "sentinel1", "sentinel2", "gf", "zy3", "csk", empty when not recognised
 
     bool recognised() const { return !satellite.isEmpty(); }
 };

@@ -234,8 +234,8 @@ bool CatalogueItem::zeroIsFill() const
 
 bool looksLikeRaster(const QString& fileName)
 {
-    static const QStringList suffixes = {"tif", "tiff", "jp2", "img", "vrt", "dat", "bsq", "bil", "bip",
-                                         "hdf", "h5", "he5", "nc", "ntf", "kea", "geotiff", "gtiff"};
+    static const QStringList suffixes = {"tif", "tiff", "jp2", "img", "vrt", "dat", "bsq",     "bil",  "bip",
+                                         "hdf", "h5",   "he5", "nc",  "ntf", "kea", "geotiff", "gtiff"};
     const QFileInfo info(fileName);
     return suffixes.contains(info.suffix().toLower());
 }

@@ -15,9 +15,9 @@ namespace catalogue
 
 struct CatalogueItem
 {
-    QString path;      // what the user knows the product by: the raster, the MTL file, the SAFE folder
-    QString imagePath; // the raster the footprint is computed from (empty: use the declared footprint)
-    int memberCount = 1;       // band or measurement files of the product
+    QString path;        // what the user knows the product by: the raster, the MTL file, the SAFE folder
+    QString imagePath;   // the raster the footprint is computed from (empty: use the declared footprint)
+    int memberCount = 1; // band or measurement files of the product
     ProductInfo info;
     LonLatRing declaredFootprint; // from the product's metadata, when it states one
     bool explicitlyNamed = false; // named in the input list, not found in a folder
