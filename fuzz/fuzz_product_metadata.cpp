@@ -1,6 +1,7 @@
-// Fuzz target: product recognition from a name (the first line) and from the whole input read as a Landsat MTL,
-// a SAFE manifest and a product metadata XML.
+// Fuzz target: product recognition from a name (the first line) and from the whole input read as a Landsat MTL
+// (product and calibration factors), a SAFE manifest and a product metadata XML.
 #include "fuzz_support.h"
+#include "landsat_calibration.h"
 #include "product_recognition.h"
 
 #include <cmath>
@@ -39,6 +40,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         if (!(std::abs(vertex.first) <= 180.0 && std::abs(vertex.second) <= 90.0))
             __builtin_trap();
     checkRecord(catalogue::readMetadataXml(bytes));
+    const catalogue::LandsatCalibration calibration = catalogue::readLandsatCalibration(bytes);
+    for (const auto& band : calibration.bands)
+        if (band.first < 0 || band.first > 99)
+            __builtin_trap();
     const QString date = catalogue::normaliseDateTime(firstLine);
     if (!date.isEmpty() && catalogue::normaliseDateTime(date) != date)
         __builtin_trap();

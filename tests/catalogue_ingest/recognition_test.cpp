@@ -2,6 +2,7 @@
 // and band measures, each against values worked out by hand.
 #include "filter_rules.h"
 #include "footprint.h"
+#include "landsat_calibration.h"
 #include "product_recognition.h"
 #include "quality_measures.h"
 #include "test_support.h"
@@ -225,4 +226,32 @@ TEST(CatalogueRecognition, RowRunOutlines)
     EXPECT_FALSE(rowRunOutline(diagonal, 2, 2, ring));
     const unsigned char none[] = {0, 0, 0, 0};
     EXPECT_FALSE(rowRunOutline(none, 2, 2, ring));
+}
+
+TEST(CatalogueRecognition, LandsatTopOfAtmosphere)
+{
+    const LandsatCalibration c = readLandsatCalibration("    SUN_ELEVATION = 30.0\n"
+                                                        "    REFLECTANCE_MULT_BAND_4 = 2.0000E-05\n"
+                                                        "    REFLECTANCE_ADD_BAND_4 = -0.100000\n"
+                                                        "    RADIANCE_MULT_BAND_10 = 3.3420E-04\n"
+                                                        "    RADIANCE_ADD_BAND_10 = 0.10000\n"
+                                                        "    K1_CONSTANT_BAND_10 = 774.8853\n"
+                                                        "    K2_CONSTANT_BAND_10 = 1321.0789\n"
+                                                        "    RADIANCE_MULT_BAND_11 = oops\n");
+    EXPECT_DOUBLE_EQ(c.sunElevationDegrees, 30.0);
+    ASSERT_EQ(c.bands.count(4), 1u);
+    EXPECT_TRUE(c.bands.at(4).hasReflectance());
+    EXPECT_TRUE(c.bands.at(10).hasTemperature());
+    EXPECT_EQ(c.bands.count(11), 0u);
+
+    const uint16_t dn[] = {0, 10000, 25000};
+    float out[3];
+    ASSERT_TRUE(calibrateLandsatRow(dn, out, 3, c.bands.at(4), c.sunElevationDegrees, -9999.0f));
+    EXPECT_EQ(out[0], -9999.0f);                  // fill
+    EXPECT_NEAR(out[1], (0.2 - 0.1) / 0.5, 1e-6); // sin(30 degrees) = 1/2
+    EXPECT_NEAR(out[2], (0.5 - 0.1) / 0.5, 1e-6);
+    ASSERT_TRUE(calibrateLandsatRow(dn, out, 3, c.bands.at(10), c.sunElevationDegrees, -9999.0f));
+    // L = 3.342e-4 * 25000 + 0.1 = 8.455; T = 1321.0789 / ln(774.8853 / 8.455 + 1)
+    EXPECT_NEAR(out[2], 1321.0789 / std::log(774.8853 / 8.455 + 1.0), 1e-3);
+    EXPECT_FALSE(calibrateLandsatRow(dn, out, 3, LandsatBandCalibration(), 30.0, -9999.0f));
 }

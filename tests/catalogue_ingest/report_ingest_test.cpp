@@ -13,6 +13,7 @@
 #include <QTemporaryDir>
 
 #include <algorithm>
+#include <cmath>
 #include <memory>
 
 using namespace testsupport;
@@ -232,6 +233,24 @@ TEST(CatalogueIngest, SharedSampleProducts)
     EXPECT_EQ(stack->GetRasterCount(), 10);
     EXPECT_STREQ(stack->GetRasterBand(1)->GetDescription(), "l8_B1");
     EXPECT_EQ(readBand(out + "/l8.tif", 4), readBand(sharedDataPath("landsat8/l8_B4.tif"), 1));
+    // Top-of-atmosphere values, checked against the values worked out from the MTL in the data's notes: the
+    // mean DN 8251.708 of band 4 gives reflectance 0.071908; band 10 (the 9th of the stack) follows
+    // T = K2 / ln(K1 / (3.342e-4 DN + 0.1) + 1) with K1 = 774.8853, K2 = 1321.0789.
+    const std::vector<double> red = readBand(out + "/l8_toa.tif", 4);
+    double sum = 0.0;
+    size_t count = 0;
+    for (double v : red)
+        if (v != -9999.0)
+            sum += v, ++count;
+    ASSERT_EQ(count, red.size()); // no fill pixel in this crop
+    EXPECT_NEAR(sum / count, 0.071908, 2e-6);
+    const std::vector<double> thermal = readBand(out + "/l8_toa.tif", 9);
+    const std::vector<double> dn10 = readBand(sharedDataPath("landsat8/l8_B10.tif"), 1);
+    ASSERT_EQ(thermal.size(), dn10.size());
+    for (size_t i : {size_t(0), dn10.size() / 2, dn10.size() - 1})
+        EXPECT_NEAR(thermal[i], 1321.0789 / std::log(774.8853 / (3.342e-4 * dn10[i] + 0.1) + 1.0), 1e-3);
+    EXPECT_EQ(outputs.value("Rasters").split('|').first(), out + "/l8_toa.tif");
+
     int hasNoData = 0;
     EXPECT_EQ(stack->GetRasterBand(1)->GetNoDataValue(&hasNoData), 0.0);
     EXPECT_TRUE(hasNoData); // Landsat fill is 0

@@ -4,6 +4,7 @@
 #include "archive_unpack.h"
 #include "generic_params.h"
 #include "image_index.h"
+#include "landsat_calibration.h"
 #include "picture.h"
 #include "plugin_base.h"
 
@@ -12,6 +13,7 @@
 
 #include <QDir>
 #include <QDirIterator>
+#include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -28,6 +30,7 @@ struct Steps
     bool convert = true;
     bool thumbnails = true;
     bool index = true;
+    bool calibrate = true;
     QString indexFormat = QStringLiteral("gpkg");
 };
 
@@ -260,6 +263,77 @@ bool writeRadarVrt(const QStringList& members, const QString& output, QString* e
     return true;
 }
 
+// Top-of-atmosphere reflectance (bands with reflectance factors) and brightness temperature in kelvin (thermal
+// bands) of a Landsat stack whose band descriptions end in _B<n>; Float32, no-data -9999.
+bool writeLandsatToa(const QString& stackPath, const QString& mtlPath, const QString& output, QString* error)
+{
+    constexpr float kNoData = -9999.0f;
+    QFile mtl(mtlPath);
+    if (mtl.size() > (16 << 20) || !mtl.open(QIODevice::ReadOnly))
+    {
+        *error = QStringLiteral("its MTL file cannot be read");
+        return false;
+    }
+    const catalogue::LandsatCalibration calibration = catalogue::readLandsatCalibration(mtl.readAll());
+    algokit::DatasetPtr stack(GDALDataset::Open(stackPath.toUtf8().constData(), GDAL_OF_RASTER));
+    if (!stack)
+    {
+        *error = QStringLiteral("its stack cannot be read");
+        return false;
+    }
+    static const QRegularExpression bandName(QStringLiteral("_B(\\d{1,2})$"),
+                                             QRegularExpression::CaseInsensitiveOption);
+    std::vector<catalogue::LandsatBandCalibration> bands;
+    QStringList names;
+    for (int b = 1; b <= stack->GetRasterCount(); ++b)
+    {
+        const QString description = QString::fromUtf8(stack->GetRasterBand(b)->GetDescription());
+        const QRegularExpressionMatch m = bandName.match(description);
+        const auto found = m.hasMatch() ? calibration.bands.find(m.captured(1).toInt()) : calibration.bands.end();
+        if (found == calibration.bands.end() || (!found->second.hasReflectance() && !found->second.hasTemperature()))
+        {
+            *error = QStringLiteral("its MTL has no calibration for %1").arg(description);
+            return false;
+        }
+        bands.push_back(found->second);
+        names << QStringLiteral("B%1 %2").arg(m.captured(1), found->second.hasReflectance()
+                                                                 ? QStringLiteral("TOA reflectance")
+                                                                 : QStringLiteral("brightness temperature (K)"));
+    }
+    const int width = stack->GetRasterXSize(), height = stack->GetRasterYSize();
+    try
+    {
+        algokit::OutputRaster out(
+            output, QStringLiteral("GTiff"), width, height, int(bands.size()), GDT_Float32,
+            {QStringLiteral("TILED=YES"), QStringLiteral("COMPRESS=DEFLATE"), QStringLiteral("PREDICTOR=3")});
+        out.copyGeoreferencing(stack.get());
+        std::vector<unsigned short> dn;
+        std::vector<float> value;
+        algokit::forEachRowBlock(height, algokit::rowsPerBlock(stack.get(), 2), [&](int row0, int rows) {
+            for (size_t b = 0; b < bands.size(); ++b)
+            {
+                algokit::readRows(stack->GetRasterBand(int(b) + 1), row0, rows, dn);
+                value.resize(dn.size());
+                catalogue::calibrateLandsatRow(dn.data(), value.data(), dn.size(), bands[b],
+                                               calibration.sunElevationDegrees, kNoData);
+                algokit::writeRows(out.band(int(b)), row0, rows, value);
+            }
+        });
+        for (size_t b = 0; b < bands.size(); ++b)
+        {
+            out.band(int(b))->SetNoDataValue(kNoData);
+            out.band(int(b))->SetDescription(names[int(b)].toUtf8().constData());
+        }
+        out.commit();
+    }
+    catch (const algokit::AlgoError& failure)
+    {
+        *error = failure.message();
+        return false;
+    }
+    return true;
+}
+
 class DataAutoMagic : public algokit::PluginBase
 {
 public:
@@ -383,13 +457,37 @@ protected:
                 {
                     // The stacks of this product already written go with it.
                     for (const GridStack& stack : stacks)
-                        algokit::deleteRasterFiles(out.filePath(
-                            stem + stack.suffix + (radar ? QStringLiteral(".vrt") : QStringLiteral(".tif"))));
+                    {
+                        const QString file = out.filePath(stem + stack.suffix +
+                                                          (radar ? QStringLiteral(".vrt") : QStringLiteral(".tif")));
+                        algokit::deleteRasterFiles(file);
+                        rasters.removeAll(file);
+                    }
                     refused.append(QJsonObject{{"source", item.path},
                                                {"reason", error.isEmpty() ? QStringLiteral("holds no image") : error}});
                     continue;
                 }
                 analysisReady = written.first().toObject().value("file").toString();
+                if (steps.calibrate && item.info.family == QLatin1String("landsat") &&
+                    item.path.endsWith(QLatin1String("_MTL.txt"), Qt::CaseInsensitive))
+                {
+                    // Top-of-atmosphere values of the main stack become the analysis-ready raster.
+                    const QString toa = out.filePath(stem + QStringLiteral("_toa.tif"));
+                    m_made << toa;
+                    if (!writeLandsatToa(analysisReady, item.path, toa, &error))
+                    {
+                        for (const QJsonValue& w : written)
+                        {
+                            algokit::deleteRasterFiles(w.toObject().value("file").toString());
+                            rasters.removeAll(w.toObject().value("file").toString());
+                        }
+                        refused.append(QJsonObject{{"source", item.path}, {"reason", error}});
+                        continue;
+                    }
+                    written.prepend(QJsonObject{{"file", toa}, {"bands", written.first().toObject().value("bands")}});
+                    rasters.prepend(toa);
+                    analysisReady = toa;
+                }
                 product.insert(QStringLiteral("output"), analysisReady);
                 product.insert(QStringLiteral("bands"), written.first().toObject().value("bands"));
                 product.insert(QStringLiteral("stacks"), written);
@@ -420,6 +518,7 @@ protected:
                              {"output", outputDir},
                              {"options", QJsonObject{{"unpack", steps.unpack},
                                                      {"convert", steps.convert},
+                                                     {"calibrate", steps.calibrate},
                                                      {"thumbnails", steps.thumbnails},
                                                      {"index", steps.index}}},
                              {"products", done},
@@ -486,6 +585,7 @@ private:
                          : it.key() == QLatin1String("convert")    ? &steps.convert
                          : it.key() == QLatin1String("thumbnails") ? &steps.thumbnails
                          : it.key() == QLatin1String("index")      ? &steps.index
+                         : it.key() == QLatin1String("calibrate")  ? &steps.calibrate
                                                                    : nullptr;
             if (flag && it.value().isBool())
                 *flag = it.value().toBool();
@@ -495,7 +595,8 @@ private:
             else
                 args.refuse("Options", text,
                             QStringLiteral("has an unknown or mistyped member \"%1\" (known: unpack, convert, "
-                                           "thumbnails, index as true/false; indexFormat as gpkg, shp or geojson)")
+                                           "calibrate, thumbnails, index as true/false; indexFormat as gpkg, shp or "
+                                           "geojson)")
                                 .arg(it.key()));
         }
         return steps;
