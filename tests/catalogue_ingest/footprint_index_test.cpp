@@ -472,3 +472,34 @@ TEST(CatalogueFootprint, RealImageByGeotransformAndByItsGcps)
     EXPECT_NEAR(box[2].toDouble(), expected.MaxX, 1e-6);
     EXPECT_NEAR(box[3].toDouble(), expected.MaxY, 1e-6);
 }
+
+TEST(CatalogueIndex, Gf3ProductIsOneEntryWithItsMetadata)
+{
+    QTemporaryDir dir;
+    const QString product = dir.filePath("GF3_SAY_QPSI_011102_E121.2_N31.2_20181025_L1A_AHV_L10003543018");
+    QDir().mkpath(product);
+    writeText(product + "/GF3_SAY_QPSI_011102_E121.2_N31.2_20181025_L1A_AHV_L10003543018.meta.xml",
+              "<product><segmentID>1</segmentID><sceneID>2</sceneID><satellite>GF3</satellite>"
+              "<sensor><sensorID>SAR</sensorID><imagingMode>QPSI</imagingMode></sensor>"
+              "<platform><CenterTime>2018-10-25 22:10:45.500000</CenterTime></platform>"
+              "<productinfo><productLevel>1</productLevel></productinfo></product>");
+    const double gt[6] = {121.0, 0.001, 0.0, 31.4, 0.0, -0.001};
+    for (const char* channel : {"HH", "HV", "VH", "VV"})
+        makeImage(
+            product + QString("/GF3_SAY_QPSI_011102_E121.2_N31.2_20181025_L1A_%1_L10003543018.tiff").arg(channel), 40,
+            30, [](int, int) { return 5; }, gt, 4326, false);
+    const QString index = dir.filePath("gf3.geojson");
+    const EntryRun run =
+        runJson(ExcuteAlgo_CreateImgIndex, QJsonObject{{"InputFiles", dir.path()}, {"OutputFile", index}});
+    ASSERT_TRUE(run.ok) << run.text;
+    const Features features = readVector(index);
+    ASSERT_EQ(features.count, 1);
+    const auto& row = features.rows.front();
+    EXPECT_EQ(row.at("satellite"), "GF3");
+    EXPECT_EQ(row.at("sensor"), "QPSI");
+    QString when = QString::fromStdString(row.at("acq_time"));
+    when.replace('/', '-').replace(' ', 'T');
+    EXPECT_EQ(when, "2018-10-25T22:10:45"); // the metadata's centre time, finer than the name's date
+    EXPECT_EQ(row.at("bands"), "4");
+    EXPECT_TRUE(QString::fromStdString(row.at("path")).endsWith(".meta.xml"));
+}
