@@ -19,6 +19,8 @@ QString g_path;
 void setUpProcess(int* argc, char*** argv)
 {
     qputenv("QT_QPA_PLATFORM", "offscreen");
+    // A mutated address never leaves the machine: transfers may reach the loopback address only.
+    qputenv("ALGO_NETWORK_LOOPBACK_ONLY", "1");
     // The application and the folder live as long as the process: libFuzzer ends it with exit().
     static QApplication* application = new QApplication(*argc, *argv);
     (void)application;

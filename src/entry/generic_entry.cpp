@@ -93,7 +93,7 @@ bool runRadarGenericEntry(const char* algoName, std::initializer_list<GenericArg
 }
 
 bool runGenericJsonEntry(const char* algoName, const char* jsonText, const QStringList& requiredKeys,
-                         const QStringList& outputKeys)
+                         const QStringList& outputKeys, AlgoResult* result)
 {
     return guardEntry(algoName, [&] {
         const QString name = QString::fromLatin1(algoName);
@@ -118,7 +118,7 @@ bool runGenericJsonEntry(const char* algoName, const char* jsonText, const QStri
                 printError(QStringLiteral("%1: the parameter %2 is empty!").arg(name, key));
                 return false;
             }
-        return runRecord(record, outputKeys, nullptr);
+        return runRecord(record, outputKeys, result);
     });
 }
 

@@ -42,8 +42,9 @@ bool runGenericEntry(const char* algoName, std::initializer_list<GenericArg> arg
 // listing what it wrote, "|"-separated), not the output paths of the arguments.
 bool runRadarGenericEntry(const char* algoName, std::initializer_list<GenericArg> args, AlgoResult* result);
 
-// The same for entries that take the JSON object text itself: every member becomes an argument.
+// The same for entries that take the JSON object text itself: every member becomes an argument. `result`, when
+// given, receives the plug-in's code and message (these entries have no AlgoResult of their own).
 bool runGenericJsonEntry(const char* algoName, const char* jsonText, const QStringList& requiredKeys,
-                         const QStringList& outputKeys);
+                         const QStringList& outputKeys, AlgoResult* result = nullptr);
 
 } // namespace algofactory
