@@ -5,7 +5,7 @@ using namespace algofactory;
 
 ALGO_API bool ExcuteAlgo_InSAR_SingleImageCrop(const char* inputFile, const char* outputFile, const char* region, AlgoResult* result)
 {
-    return runGenericEntry("InSAR_SingleImageCrop",
+    return runRadarGenericEntry("InSAR_SingleImageCrop",
         {
             requiredText("InputFile", inputFile),
             outputPath("OutputFile", outputFile),
@@ -16,7 +16,7 @@ ALGO_API bool ExcuteAlgo_InSAR_SingleImageCrop(const char* inputFile, const char
 
 ALGO_API bool ExcuteAlgo_InSAR_Slant2Ground(const char* inputFile, const char* parameterFile, const char* outputFile, AlgoResult* result)
 {
-    return runGenericEntry("InSAR_Slant2Ground",
+    return runRadarGenericEntry("InSAR_Slant2Ground",
         {
             requiredText("InputFile", inputFile),
             requiredText("ParameterFile", parameterFile),
@@ -62,10 +62,10 @@ ALGO_API bool ExcuteAlgo_Batch_MultiLook(const char* inputFiles, const char* out
 
 ALGO_API bool ExcuteAlgo_Batch_S1_GRD_FastOrthoCorrection(const char* inputFiles, const char* demFile, const char* outputDir, double resolution, AlgoResult* result)
 {
-    return runGenericEntry("Batch_S1_GRD_FastOrthoCorrection",
+    return runRadarGenericEntry("Batch_S1_GRD_FastOrthoCorrection",
         {
             requiredText("InputFiles", inputFiles),
-            requiredText("DEMFile", demFile),
+            text("DEMFile", demFile),
             outputPath("OutputDir", outputDir),
             number("Resolution", resolution),
         },
@@ -74,7 +74,7 @@ ALGO_API bool ExcuteAlgo_Batch_S1_GRD_FastOrthoCorrection(const char* inputFiles
 
 ALGO_API bool ExcuteAlgo_Batch_SARGeocode(const char* inputFiles, const char* demFile, const char* outputDir, double resolution, AlgoResult* result)
 {
-    return runGenericEntry("Batch_SARGeocode",
+    return runRadarGenericEntry("Batch_SARGeocode",
         {
             requiredText("InputFiles", inputFiles),
             requiredText("DEMFile", demFile),
@@ -96,7 +96,7 @@ ALGO_API bool ExcuteAlgo_Batch_TransformToDb(const char* inputFiles, const char*
 
 ALGO_API bool ExcuteAlgo_GF3_ContourShp(const char* metaXmlFile, const char* outputFile, AlgoResult* result)
 {
-    return runGenericEntry("GF3_ContourShp",
+    return runRadarGenericEntry("GF3_ContourShp",
         {
             requiredText("MetaXmlFile", metaXmlFile),
             outputPath("OutputFile", outputFile),
@@ -116,7 +116,7 @@ ALGO_API bool ExcuteAlgo_LayerStack(const char* inputFiles, const char* outputFi
 
 ALGO_API bool ExcuteAlgo_RD_GenerateRPC(const char* inputFile, const char* parameterFile, const char* outputFile, AlgoResult* result)
 {
-    return runGenericEntry("RD_GenerateRPC",
+    return runRadarGenericEntry("RD_GenerateRPC",
         {
             requiredText("InputFile", inputFile),
             requiredText("ParameterFile", parameterFile),
@@ -138,7 +138,7 @@ ALGO_API bool ExcuteAlgo_SAR_WaterExtraction(const char* inputFile, const char* 
 
 ALGO_API bool ExcuteAlgo_TerrainRadiometricCorrection(const char* inputFile, const char* demFile, const char* outputFile, AlgoResult* result)
 {
-    return runGenericEntry("TerrainRadiometricCorrection",
+    return runRadarGenericEntry("TerrainRadiometricCorrection",
         {
             requiredText("InputFile", inputFile),
             requiredText("DEMFile", demFile),

@@ -5,7 +5,7 @@ using namespace algofactory;
 
 ALGO_API bool ExcuteAlgo_S1_TOPS_SLCDataImport(const char* inputFile, const char* outputDir, const char* swath, const char* polarization, AlgoResult* result)
 {
-    return runGenericEntry("S1_TOPS_SLCDataImport",
+    return runRadarGenericEntry("S1_TOPS_SLCDataImport",
         {
             requiredText("InputFile", inputFile),
             outputPath("OutputDir", outputDir),
@@ -17,7 +17,7 @@ ALGO_API bool ExcuteAlgo_S1_TOPS_SLCDataImport(const char* inputFile, const char
 
 ALGO_API bool ExcuteAlgo_PALSAR1_SLCDataImport(const char* inputDir, const char* outputDir, AlgoResult* result)
 {
-    return runGenericEntry("PALSAR1_SLCDataImport",
+    return runRadarGenericEntry("PALSAR1_SLCDataImport",
         {
             requiredText("InputDir", inputDir),
             outputPath("OutputDir", outputDir),
@@ -27,7 +27,7 @@ ALGO_API bool ExcuteAlgo_PALSAR1_SLCDataImport(const char* inputDir, const char*
 
 ALGO_API bool ExcuteAlgo_PALSAR2_SLCDataImport(const char* inputDir, const char* outputDir, AlgoResult* result)
 {
-    return runGenericEntry("PALSAR2_SLCDataImport",
+    return runRadarGenericEntry("PALSAR2_SLCDataImport",
         {
             requiredText("InputDir", inputDir),
             outputPath("OutputDir", outputDir),
@@ -37,7 +37,7 @@ ALGO_API bool ExcuteAlgo_PALSAR2_SLCDataImport(const char* inputDir, const char*
 
 ALGO_API bool ExcuteAlgo_InSAR_TSX_SLCImport(const char* xmlFile, const char* outputFile, AlgoResult* result)
 {
-    return runGenericEntry("InSAR_TSX_SLCImport",
+    return runRadarGenericEntry("InSAR_TSX_SLCImport",
         {
             requiredText("XmlFile", xmlFile),
             outputPath("OutputFile", outputFile),
