@@ -26,6 +26,7 @@ const std::string kJudged = "Judge the rationality of input paramenters sucessfu
 // A flat DEM in geographic coordinates over the simulated scenes, at `height` metres.
 QString writeFlatDem(const QString& path, double height, double west = 12.70, double north = 41.70)
 {
+    GDALAllRegister();
     GDALDataset* ds = GetGDALDriverManager()->GetDriverByName("GTiff")->Create(path.toUtf8().constData(), 100, 100, 1,
                                                                              GDT_Float32, nullptr);
     const double transform[6] = {west, 0.002, 0, north, 0, -0.002};
