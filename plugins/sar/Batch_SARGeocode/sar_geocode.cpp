@@ -2,6 +2,7 @@
 // grid, with a layover/shadow mask and the local incidence angle.
 #include "dem_grid.h"
 #include "generic_params.h"
+#include "map_grid.h"
 #include "plugin_base.h"
 #include "range_doppler.h"
 #include "raster_io.h"
@@ -122,9 +123,8 @@ private:
 
         // UTM zone of the scene centre; map extent from the image border at sea level, snapped to the grid.
         const double lat = scene.parameters.sceneCenterLatitude, lon = scene.parameters.sceneCenterLongitude;
-        const int zone = std::max(1, std::min(60, int(std::floor((lon + 180.0) / 6.0)) + 1));
-        scene.epsg = (lat >= 0 ? 32600 : 32700) + zone;
-        auto transform = toMap(scene.epsg);
+        scene.epsg = utmEpsgFor(lat, lon);
+        auto transform = lonLatTransform(scene.epsg);
         double xmin = 1e300, xmax = -1e300, ymin = 1e300, ymax = -1e300;
         const int w = scene.parameters.numberOfColumns, h = scene.parameters.numberOfRows;
         for (int i = 0; i <= 8; ++i)
@@ -159,24 +159,10 @@ private:
         return scene;
     }
 
-    static std::unique_ptr<OGRCoordinateTransformation> toMap(int epsg, bool inverse = false)
-    {
-        OGRSpatialReference wgs84, utm;
-        wgs84.SetWellKnownGeogCS("WGS84");
-        utm.importFromEPSG(epsg);
-        wgs84.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
-        utm.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
-        std::unique_ptr<OGRCoordinateTransformation> t(
-            inverse ? OGRCreateCoordinateTransformation(&utm, &wgs84) : OGRCreateCoordinateTransformation(&wgs84, &utm));
-        if (!t)
-            throw algokit::AlgoError(QStringLiteral("No transformation between WGS 84 and EPSG:%1").arg(epsg));
-        return t;
-    }
-
     std::unique_ptr<DemGrid> demFor(const algokit::GenericParams& args, const QString& demPath, const Scene& scene,
                                     double resolution)
     {
-        auto toLonLat = toMap(scene.epsg, true);
+        auto toLonLat = lonLatTransform(scene.epsg, true);
         double west = 1e300, east = -1e300, south = 1e300, north = -1e300;
         for (int i = 0; i <= 4; ++i)
             for (int j = 0; j <= 4; ++j)
@@ -337,7 +323,7 @@ private:
         const RangeDoppler& model = *scene.model;
         const int width = scene.width;
         algokit::parallelFor(rows, [&](int begin, int end) {
-            auto toLonLat = toMap(scene.epsg, true);
+            auto toLonLat = lonLatTransform(scene.epsg, true);
             std::vector<double> xs(static_cast<size_t>(width)), ys(static_cast<size_t>(width));
             double timeGuess = model.lineTimeOf(0.5 * model.grid().height);
             for (int r = begin; r < end; ++r)
