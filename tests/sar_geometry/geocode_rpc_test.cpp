@@ -163,8 +163,19 @@ TEST(SarGeocode, RefusalsLeaveNothingBehind)
         EXPECT_NE(std::string(result.record.message).find(row.message), std::string::npos)
             << result.record.message << " / " << row.message;
         EXPECT_EQ(text.find("[OUTPUT]"), std::string::npos);
+        // The pattern's lines: checks passed, the plug-in runs, its refusal comes back as one "[ERROR] " line.
+        EXPECT_EQ(text, kJudged + "start call algorithm plugin: Batch_SARGeocode\n[ERROR] " +
+                            std::string(result.record.message) + "\n");
         EXPECT_TRUE(QDir(out).entryList(QDir::Files).isEmpty());
     }
+    // Without an AlgoResult the refusal is printed all the same; an empty required path stops before the run.
+    StdoutCapture capture;
+    EXPECT_FALSE(ExcuteAlgo_Batch_SARGeocode(image.toUtf8().constData(), farDem.toUtf8().constData(),
+                                             out.toUtf8().constData(), 10.0, nullptr));
+    EXPECT_FALSE(ExcuteAlgo_Batch_SARGeocode("", dem.toUtf8().constData(), out.toUtf8().constData(), 10.0, nullptr));
+    const std::string text = capture.text();
+    EXPECT_NE(text.find("[ERROR] Batch_SARGeocode: the parameter DEMFile (" + farDem.toStdString()), std::string::npos);
+    EXPECT_NE(text.find("[ERROR] Batch_SARGeocode: the parameter InputFiles is empty!\n"), std::string::npos) << text;
 }
 
 TEST(RdGenerateRpc, CheckPointsWithinFiveHundredthsOfAPixelAndGdalAgrees)
