@@ -1,4 +1,5 @@
-# Fuzz targets of the radar geometry family: the Sentinel-1 annotation, calibration and noise readers and the
-# deburst arithmetic that consumes them.
+# Fuzz targets of the radar geometry family: the Sentinel-1 annotation, calibration and noise readers with the
+# deburst arithmetic that consumes them, and the CEOS leader, image descriptor and line prefix readers.
 target_compile_options(sar_geometry_common PRIVATE ${ALGO_FUZZ_FLAGS})
 add_algo_fuzzer(fuzz_s1_annotation fuzz_s1_annotation.cpp LIBS sar_geometry_common)
+add_algo_fuzzer(fuzz_ceos_leader fuzz_ceos_leader.cpp LIBS sar_geometry_common)
