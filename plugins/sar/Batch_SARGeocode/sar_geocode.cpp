@@ -26,6 +26,7 @@ namespace
 using namespace sargeo;
 
 constexpr unsigned char kValid = 0, kLayover = 1, kShadow = 2, kOutside = 255;
+constexpr int kTileColumns = 256;
 
 struct Scene
 {
@@ -245,15 +246,23 @@ private:
             cells.assign(count, CellGeometry());
             locate(scene, dem, resolution, row0, rows, cells);
 
-            // The image window these cells need, read once per band.
-            double l0 = 1e300, l1 = -1e300, p0 = 1e300, p1 = -1e300;
-            for (const CellGeometry& c : cells)
-                if (c.flag != kOutside)
-                    l0 = std::min(l0, c.line), l1 = std::max(l1, c.line), p0 = std::min(p0, c.pixel),
-                    p1 = std::max(p1, c.pixel);
+            // Tiles of the block read the image window their cells need, once per band: the memory stays bounded
+            // whatever the track's angle to the map's rows.
             values.assign(count * size_t(bands), std::numeric_limits<float>::quiet_NaN());
-            if (l1 >= l0)
+            for (int tile0 = 0; tile0 < scene.width; tile0 += kTileColumns)
             {
+                const int tile1 = std::min(scene.width, tile0 + kTileColumns), tileWidth = tile1 - tile0;
+                double l0 = 1e300, l1 = -1e300, p0 = 1e300, p1 = -1e300;
+                for (int r = 0; r < rows; ++r)
+                    for (int c = tile0; c < tile1; ++c)
+                    {
+                        const CellGeometry& g = cells[size_t(r) * size_t(scene.width) + size_t(c)];
+                        if (g.flag != kOutside)
+                            l0 = std::min(l0, g.line), l1 = std::max(l1, g.line), p0 = std::min(p0, g.pixel),
+                            p1 = std::max(p1, g.pixel);
+                    }
+                if (!(l1 >= l0))
+                    continue;
                 const int wl0 = std::max(0, int(std::floor(l0))), wl1 = std::min(imageHeight - 1, int(std::floor(l1)) + 1);
                 const int wp0 = std::max(0, int(std::floor(p0))), wp1 = std::min(imageWidth - 1, int(std::floor(p1)) + 1);
                 const int ww = wp1 - wp0 + 1, wh = wl1 - wl0 + 1;
@@ -270,10 +279,11 @@ private:
                         throw algokit::AlgoError(QStringLiteral("Read failed in %1").arg(scene.input));
                     const bool intensity = complexBand[size_t(b)];
                     float* out = values.data() + size_t(b) * count;
-                    algokit::parallelFor(int(count), [&](int begin, int end) {
-                        for (int i = begin; i < end; ++i)
+                    algokit::parallelFor(rows * tileWidth, [&](int begin, int end) {
+                        for (int k = begin; k < end; ++k)
                         {
-                            const CellGeometry& c = cells[size_t(i)];
+                            const size_t i = size_t(k / tileWidth) * size_t(scene.width) + size_t(tile0 + k % tileWidth);
+                            const CellGeometry& c = cells[i];
                             if (c.flag == kOutside)
                                 continue;
                             // Bilinear on the band (on intensity for complex samples: phase does not interpolate).
