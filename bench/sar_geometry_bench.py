@@ -4,8 +4,8 @@ same formulas, on the shared Sentinel-1 products.
 
 Usage: sar_geometry_bench.py [BUILD_DIR]   (default "build"; the host is BUILD_DIR/bin/algofactory)
 Prints one line per case and peer: "<case>: ours X.XXs, <peer> Y.YYs, ratio Y/X = R.RR", or why a peer could not run.
-Cases: deburst of the IW1 VV swath of the EFA4 SLC (21632 x 12199 CInt16 out, about 1 GB); sigma0 and map placement
-of the 5371 IW GRDH (26102 x 16705) at 100 m. The measurements of these samples are dummies: the timings are those of
+Cases: deburst of the IW1 VV swath of the EFA4 SLC (21632 x 12199 CInt16 out, about 1 GB); range-Doppler geocoding
+of that swath at 100 m on a flat DEM; sigma0 and map placement of the 5371 IW GRDH (26102 x 16705) at 100 m. The measurements of these samples are dummies: the timings are those of
 real sizes, not of real content. Numbers depend on the machine's load.
 """
 import glob
@@ -180,6 +180,76 @@ def peer_grd(safe, out):
     dst = None
 
 
+def parameter_file(path):
+    root = ET.parse(path).getroot()
+    get = lambda key: float(root.find(key).text)
+    vectors = np.array([[float(v.find(k).text) for k in ("xPosition", "yPosition", "zPosition", "xVelocity",
+                                                            "yVelocity", "zVelocity")]
+                        for v in root.iter("stateVector")])
+    width = int(get("productInfo/imageDataInfo/numberOfColumns"))
+    return dict(start=get("productInfo/sceneInfo/startTime"), dt=get("productInfo/sceneInfo/azimuthLineTime"),
+                near=get("productInfo/sceneInfo/nearSlantRange"),
+                spacing=(get("productInfo/sceneInfo/farSlantRange") - get("productInfo/sceneInfo/nearSlantRange")) /
+                (width - 1), t0=get("orbitInfo/firstStateTime"), step=get("orbitInfo/stateVectorTimeSpacing"),
+                vectors=vectors, lines=int(get("productInfo/imageDataInfo/numberOfRows")), width=width)
+
+
+def peer_geocode(image, dem_height, grid_like, out):
+    """Backward geocoding in numpy: map cell -> ECEF -> zero-Doppler time by Newton on 8-point Lagrange orbit
+    interpolation -> (line, column) -> bilinear on the intensity, the whole image held in memory."""
+    p = parameter_file(os.path.splitext(image)[0] + ".xml")
+    grid = gdal.Open(grid_like)
+    gt, width, height = grid.GetGeoTransform(), grid.RasterXSize, grid.RasterYSize
+    utm = osr.SpatialReference(wkt=grid.GetProjection())
+    wgs = osr.SpatialReference()
+    wgs.ImportFromEPSG(4326)
+    wgs.SetAxisMappingStrategy(osr.OAMS_TRADITIONAL_GIS_ORDER)
+    rows, cols = np.mgrid[0:height, 0:width]
+    xy = np.c_[gt[0] + (cols.ravel() + 0.5) * gt[1], gt[3] + (rows.ravel() + 0.5) * gt[5]]
+    ll = np.array(osr.CoordinateTransformation(utm, wgs).TransformPoints(xy))
+    lat, lon = np.radians(ll[:, 1]), np.radians(ll[:, 0])
+    a, f = 6378137.0, 1 / 298.257223563
+    e2 = f * (2 - f)
+    n = a / np.sqrt(1 - e2 * np.sin(lat) ** 2)
+    target = np.c_[(n + dem_height) * np.cos(lat) * np.cos(lon), (n + dem_height) * np.cos(lat) * np.sin(lon),
+                   (n * (1 - e2) + dem_height) * np.sin(lat)]
+    mid = p["start"] + 0.5 * p["lines"] * p["dt"]
+    first = int(np.clip(round((mid - p["t0"]) / p["step"]) - 4, 0, len(p["vectors"]) - 8))
+    nodes = p["t0"] + p["step"] * np.arange(first, first + 8)
+    pos, vel = p["vectors"][first:first + 8, :3], p["vectors"][first:first + 8, 3:]
+
+    def lagrange(t):
+        w = np.ones((len(t), 8))
+        dw = np.zeros((len(t), 8))
+        for j in range(8):
+            for k in range(8):
+                if k != j:
+                    dw[:, j] = dw[:, j] * (t - nodes[k]) / (nodes[j] - nodes[k]) + w[:, j] / (nodes[j] - nodes[k])
+                    w[:, j] *= (t - nodes[k]) / (nodes[j] - nodes[k])
+        return w @ pos, w @ vel, dw @ vel
+
+    t = np.full(len(target), mid)
+    for _ in range(6):
+        s, v, acc = lagrange(t)
+        d = target - s
+        t -= np.einsum("ij,ij->i", v, d) / (np.einsum("ij,ij->i", acc, d) - np.einsum("ij,ij->i", v, v))
+    s, _, _ = lagrange(t)
+    line = (t - p["start"]) / p["dt"]
+    column = (np.linalg.norm(target - s, axis=1) - p["near"]) / p["spacing"]
+    data = gdal.Open(image).ReadAsArray()
+    intensity = (data.real.astype(np.float32) ** 2 + data.imag.astype(np.float32) ** 2)
+    del data
+    inside = (line >= -0.5) & (column >= -0.5) & (line <= p["lines"] - 0.5) & (column <= p["width"] - 0.5)
+    values = np.full(len(line), np.nan, dtype=np.float32)
+    values[inside] = map_coordinates(intensity, [line[inside], column[inside]], order=1, mode="nearest")
+    dst = gdal.GetDriverByName("GTiff").Create(out, width, height, 1, gdal.GDT_Float32, ["TILED=YES", "COMPRESS=DEFLATE"])
+    dst.SetGeoTransform(gt)
+    dst.SetProjection(grid.GetProjection())
+    dst.GetRasterBand(1).WriteArray(values.reshape(height, width))
+    dst = None
+    return line, column
+
+
 def otb(case, command):
     """Orfeo ToolBox on the same product; reports its refusal when it cannot read it."""
     done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
@@ -206,6 +276,25 @@ def main():
         if otb(case, ["otbcli_SARDeburst", "-in", glob.glob(os.path.join(slc, "measurement", SLC_STEM + "*"))[0],
                       "-out", os.path.join(tmp, "otb_deburst.tif")]):
             report(case, ours, "otbcli_SARDeburst", time.perf_counter() - start)
+        os.remove(os.path.join(tmp, "numpy_deburst.tif"))
+
+        case = "geocode IW1 VV 21632x12199 at 100 m, flat DEM"
+        imported = os.path.join(tmp, "ours", SLC_STEM + ".tif")
+        dem = os.path.join(tmp, "dem.tif")
+        gdal.Translate(dem, gdal.GetDriverByName("MEM").Create("", 700, 700, 1, gdal.GDT_Int16),
+                       outputBounds=[10.5, 47.5, 12.8, 45.3], outputSRS="EPSG:4326")
+        ds = gdal.Open(dem, gdal.GA_Update)
+        ds.GetRasterBand(1).Fill(1000)
+        ds = None
+        ours = timed(lambda: run([host, "call", "Batch_SARGeocode", imported, dem, os.path.join(tmp, "geo"),
+                                  str(RESOLUTION)]))
+        ours_geo = os.path.join(tmp, "geo", SLC_STEM + "_geo.tif")
+        peer = timed(lambda: peer_geocode(imported, 1000.0, ours_geo, os.path.join(tmp, "numpy_geo.tif")))
+        report(case, ours, "numpy+scipy", peer)
+        a = gdal.Open(ours_geo).ReadAsArray()
+        b = gdal.Open(os.path.join(tmp, "numpy_geo.tif")).ReadAsArray()
+        both = np.isfinite(a) & np.isfinite(b)
+        print("%s: cells valid in both %d, largest difference %.3g" % (case, both.sum(), np.abs(a - b)[both].max()))
         for f in glob.glob(os.path.join(tmp, "ours", "*")) + glob.glob(os.path.join(tmp, "*.tif")):
             os.remove(f)
 
