@@ -215,6 +215,22 @@ TEST(S1Grd, FastOrthoCalibratesAndPlacesEveryCell)
     EXPECT_GT(checked, 1000);
 }
 
+TEST(S1Grd, RealZipWithoutMeasurementsIsRefused)
+{
+    const char* zipPath = "sentinel1/S1A_IW_GRDH_1SDV_20150203T043109_20150203T043134_004454_00574F_6D00.zip";
+    SKIP_WITHOUT_SHARED_DATA(zipPath);
+    QTemporaryDir dir;
+    testsupport::RecordingResult result;
+    StdoutCapture capture;
+    EXPECT_FALSE(ExcuteAlgo_Batch_S1_GRD_FastOrthoCorrection(testsupport::sharedDataPath(zipPath).toUtf8().constData(), "",
+                                                              dir.filePath("out").toUtf8().constData(), 100.0,
+                                                              &result.record));
+    EXPECT_NE(std::string(result.record.message).find("holds no GRD image with its measurement and calibration!"),
+              std::string::npos)
+        << result.record.message;
+    EXPECT_FALSE(QDir(dir.filePath("out")).exists());
+}
+
 TEST(S1Grd, RefusesSlcProductsAndUncoveredDems)
 {
     QTemporaryDir dir;

@@ -8,12 +8,14 @@
 #include "test_support.h"
 #include "tops_deburst.h"
 
+#include <cpl_vsi.h>
 #include <gdal_priv.h>
 
 #include <QDateTime>
 #include <QDir>
 #include <QDomDocument>
 #include <QFile>
+#include <QFileInfo>
 #include <QTemporaryDir>
 #include <QTextStream>
 
@@ -272,6 +274,36 @@ TEST(S1Import, SmallSafeDeburstsPixelForPixel)
     // Line 0 of the output is burst 0's line 1: the simulated first line time exactly.
     EXPECT_NEAR(r.startTime, scene.record.startTime, 2e-6);
     EXPECT_NEAR(r.nearSlantRange, scene.record.nearSlantRange, 1e-3);
+}
+
+// The same product zipped (written through GDAL's /vsizip/): read without unpacking, same output.
+TEST(S1Import, ZippedSafeGivesTheSameImage)
+{
+    QTemporaryDir dir;
+    const SmallSafe safe = makeSmallSafe(dir.path());
+    const QString zip = dir.filePath("product.zip");
+    const QString safeName = QFileInfo(safe.root).fileName();
+    for (const QString& relative : {QString("manifest.safe"),
+                                    QString("annotation/") + QDir(safe.root + "/annotation").entryList(QDir::Files).front(),
+                                    QString("measurement/") + QDir(safe.root + "/measurement").entryList(QDir::Files).front()})
+    {
+        QFile in(safe.root + "/" + relative);
+        ASSERT_TRUE(in.open(QIODevice::ReadOnly));
+        const QByteArray bytes = in.readAll();
+        VSILFILE* out = VSIFOpenL(("/vsizip/" + zip + "/" + safeName + "/" + relative).toUtf8().constData(), "wb");
+        ASSERT_TRUE(out);
+        ASSERT_EQ(VSIFWriteL(bytes.constData(), 1, size_t(bytes.size()), out), size_t(bytes.size()));
+        VSIFCloseL(out);
+    }
+    StdoutCapture capture;
+    ASSERT_TRUE(ExcuteAlgo_S1_TOPS_SLCDataImport(zip.toUtf8().constData(), dir.filePath("z").toUtf8().constData(), "",
+                                                 "", nullptr))
+        << capture.text();
+    ASSERT_TRUE(ExcuteAlgo_S1_TOPS_SLCDataImport(safe.root.toUtf8().constData(), dir.filePath("f").toUtf8().constData(),
+                                                 "", "", nullptr));
+    const QString stem = "/s1a-iw1-slc-vv-20210401t110640-20210401t110641-000001-000001-001.tif";
+    EXPECT_EQ(testsupport::readBand(dir.filePath("z") + stem, 1), testsupport::readBand(dir.filePath("f") + stem, 1));
+    EXPECT_FALSE(testsupport::readBand(dir.filePath("z") + stem, 1).empty());
 }
 
 TEST(S1Import, RefusesWhatTheProductDoesNotHold)
