@@ -48,18 +48,38 @@ std::string outputValue(const std::string& out, const std::string& key)
     return std::regex_search(out, match, pattern) ? match[1].str() : std::string();
 }
 
+// The same in UTM zone 33 (a projected DEM: heights are looked up through a coordinate transformation).
+QString writeFlatUtmDem(const QString& path, double height)
+{
+    GDALAllRegister();
+    GDALDataset* ds = GetGDALDriverManager()->GetDriverByName("GTiff")->Create(path.toUtf8().constData(), 200, 200, 1,
+                                                                             GDT_Float32, nullptr);
+    // 12.8 E, 41.6 N lies near x = 316700, y = 4607400 in zone 33: a 20 km square around it.
+    const double transform[6] = {306700, 100, 0, 4617400, 0, -100};
+    ds->SetGeoTransform(const_cast<double*>(transform));
+    OGRSpatialReference utm;
+    utm.importFromEPSG(32633);
+    ds->SetSpatialRef(&utm);
+    std::vector<float> values(200 * 200, float(height));
+    const bool ok = ds->GetRasterBand(1)->RasterIO(GF_Write, 0, 0, 200, 200, values.data(), 200, 200, GDT_Float32, 0, 0) ==
+                    CE_None;
+    GDALClose(ds);
+    return ok ? path : QString();
+}
+
 } // namespace
 
 TEST(SarGeocode, TargetsLandWithinHalfAPixelOfTheirMapCells)
 {
-    for (const double height : {0.0, 600.0})
+    for (const double height : {0.0, 600.0, -300.0})
     {
         QTemporaryDir dir;
         const simscene::Scene scene = simscene::makeScene();
         const auto targets = simscene::targets(scene, height);
         const QString image = dir.filePath("scene.tif");
         ASSERT_TRUE(simscene::writeScene(image, scene, targets));
-        const QString dem = writeFlatDem(dir.filePath("dem.tif"), height);
+        const QString dem = height < 0 ? writeFlatUtmDem(dir.filePath("dem.tif"), height)
+                                       : writeFlatDem(dir.filePath("dem.tif"), height);
         const QString out = dir.filePath("geo");
         StdoutCapture capture;
         const bool ok = ExcuteAlgo_Batch_SARGeocode(image.toUtf8().constData(), dem.toUtf8().constData(),

@@ -71,8 +71,12 @@ DemGrid::DemGrid(const QString& path, double west, double south, double east, do
 bool DemGrid::toGrid(double longitude, double latitude, double* column, double* row) const
 {
     double x = longitude, y = latitude;
-    if (m_fromLonLat && !m_fromLonLat->Transform(1, &x, &y))
-        return false;
+    if (m_fromLonLat)
+    {
+        std::lock_guard<std::mutex> lock(m_transformLock);
+        if (!m_fromLonLat->Transform(1, &x, &y))
+            return false;
+    }
     // Pixel-is-area: sample centres sit at half-integers of the geotransform.
     *column = m_inverse[0] + m_inverse[1] * x + m_inverse[2] * y - 0.5;
     *row = m_inverse[3] + m_inverse[4] * x + m_inverse[5] * y - 0.5;

@@ -7,6 +7,7 @@
 
 #include <QString>
 #include <memory>
+#include <mutex>
 #include <vector>
 
 namespace sargeo
@@ -19,7 +20,7 @@ public:
     // algokit::AlgoError when the DEM has no georeferencing, does not cover the box, or the window is too large.
     DemGrid(const QString& path, double west, double south, double east, double north);
 
-    // Height (metres) at a longitude/latitude; false outside the DEM or on no-data.
+    // Height (metres) at a longitude/latitude; false outside the DEM or on no-data. Safe from several threads.
     bool height(double longitude, double latitude, double* h) const;
     // Height and its gradient (metres per metre, towards east and north).
     bool heightAndSlope(double longitude, double latitude, double* h, double* dzEast, double* dzNorth) const;
@@ -34,6 +35,7 @@ private:
     double m_inverse[6] = {0, 1, 0, 0, 0, 1};
     bool m_geographic = true;
     std::unique_ptr<OGRCoordinateTransformation> m_fromLonLat; // to the DEM's CRS when it is projected
+    mutable std::mutex m_transformLock; // a PROJ transformation serves one thread at a time
     double m_noData = 0.0;
     bool m_hasNoData = false;
 };
