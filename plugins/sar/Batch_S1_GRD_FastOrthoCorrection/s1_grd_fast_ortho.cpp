@@ -149,7 +149,8 @@ private:
                 args.refuse("InputFiles", input, QStringLiteral("has an unreadable annotation (%1)").arg(e.what()));
             }
             fitGrid(args, input, *image);
-            placeOnMap(*image, resolution);
+            if (!placeOnMap(*image, resolution))
+                args.refuse("Resolution", QString::number(resolution), QStringLiteral("makes a map grid too large"));
             image->output = QDir(outputDir).absoluteFilePath(files.stem + "_sigma0_geo.tif");
             algokit::DatasetPtr m = algokit::openRaster(files.measurement);
             if (m->GetRasterXSize() != image->annotation.numberOfSamples ||
@@ -199,7 +200,8 @@ private:
         return h / std::tan(incidenceDegrees * kDegree) / a.rangePixelSpacing;
     }
 
-    static void placeOnMap(Image& image, double resolution)
+    // False when the grid would exceed 200000 cells a side or 4e9 cells.
+    static bool placeOnMap(Image& image, double resolution)
     {
         auto toMap = lonLatTransform(image.epsg);
         double xmin = 1e300, xmax = -1e300, ymin = 1e300, ymax = -1e300;
@@ -211,8 +213,11 @@ private:
         }
         image.x0 = std::floor(xmin / resolution) * resolution;
         image.y0 = std::ceil(ymax / resolution) * resolution;
-        image.width = int(std::ceil((xmax - image.x0) / resolution));
-        image.height = int(std::ceil((image.y0 - ymin) / resolution));
+        const double columns = std::ceil((xmax - image.x0) / resolution), rows = std::ceil((image.y0 - ymin) / resolution);
+        if (columns > 200000 || rows > 200000 || columns * rows > 4e9)
+            return false;
+        image.width = int(columns);
+        image.height = int(rows);
 
         Lattice& lattice = image.lattice;
         lattice.columns = image.width / kLatticeStep + 2;
@@ -238,6 +243,7 @@ private:
             sum += dl * dl + dp * dp;
         }
         image.fitRms = std::sqrt(sum / double(image.annotation.geolocationGrid.size()));
+        return true;
     }
 
     std::unique_ptr<DemGrid> demFor(const algokit::GenericParams& args, const QString& demPath, const Image& image,

@@ -27,6 +27,8 @@ using namespace sargeo;
 
 constexpr unsigned char kValid = 0, kLayover = 1, kShadow = 2, kOutside = 255;
 constexpr int kTileColumns = 256;
+// Map grids beyond these are refused (a wrong Resolution rather than a real request).
+constexpr double kMaxMapSide = 200000, kMaxMapCells = 4e9;
 
 struct Scene
 {
@@ -147,7 +149,7 @@ private:
         scene.y0 = std::ceil((ymax + margin) / resolution) * resolution;
         const double cols = std::ceil((xmax + margin - scene.x0) / resolution);
         const double rows = std::ceil((scene.y0 - (ymin - margin)) / resolution);
-        if (cols * rows > 4e9 || cols > 2e9 || rows > 2e9)
+        if (cols * rows > kMaxMapCells || cols > kMaxMapSide || rows > kMaxMapSide)
             args.refuse("Resolution", QString::number(resolution), QStringLiteral("makes a map grid too large"));
         scene.width = int(cols);
         scene.height = int(rows);
