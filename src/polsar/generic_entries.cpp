@@ -3,28 +3,6 @@
 
 using namespace algofactory;
 
-ALGO_API bool ExcuteAlgo_InSAR_SingleImageCrop(const char* inputFile, const char* outputFile, const char* region, AlgoResult* result)
-{
-    return runGenericEntry("InSAR_SingleImageCrop",
-        {
-            requiredText("InputFile", inputFile),
-            outputPath("OutputFile", outputFile),
-            text("Region", region),
-        },
-        result);
-}
-
-ALGO_API bool ExcuteAlgo_InSAR_Slant2Ground(const char* inputFile, const char* parameterFile, const char* outputFile, AlgoResult* result)
-{
-    return runGenericEntry("InSAR_Slant2Ground",
-        {
-            requiredText("InputFile", inputFile),
-            requiredText("ParameterFile", parameterFile),
-            outputPath("OutputFile", outputFile),
-        },
-        result);
-}
-
 ALGO_API bool ExcuteAlgo_Batch_AdaptiveFilter(const char* inputFiles, const char* outputDir, const char* filterType, int windowSize, AlgoResult* result)
 {
     return runGenericEntry("Batch_AdaptiveFilter",
@@ -60,46 +38,12 @@ ALGO_API bool ExcuteAlgo_Batch_MultiLook(const char* inputFiles, const char* out
         result);
 }
 
-ALGO_API bool ExcuteAlgo_Batch_S1_GRD_FastOrthoCorrection(const char* inputFiles, const char* demFile, const char* outputDir, double resolution, AlgoResult* result)
-{
-    return runGenericEntry("Batch_S1_GRD_FastOrthoCorrection",
-        {
-            requiredText("InputFiles", inputFiles),
-            requiredText("DEMFile", demFile),
-            outputPath("OutputDir", outputDir),
-            number("Resolution", resolution),
-        },
-        result);
-}
-
-ALGO_API bool ExcuteAlgo_Batch_SARGeocode(const char* inputFiles, const char* demFile, const char* outputDir, double resolution, AlgoResult* result)
-{
-    return runGenericEntry("Batch_SARGeocode",
-        {
-            requiredText("InputFiles", inputFiles),
-            requiredText("DEMFile", demFile),
-            outputPath("OutputDir", outputDir),
-            number("Resolution", resolution),
-        },
-        result);
-}
-
 ALGO_API bool ExcuteAlgo_Batch_TransformToDb(const char* inputFiles, const char* outputDir, AlgoResult* result)
 {
     return runGenericEntry("Batch_TransformToDb",
         {
             requiredText("InputFiles", inputFiles),
             outputPath("OutputDir", outputDir),
-        },
-        result);
-}
-
-ALGO_API bool ExcuteAlgo_GF3_ContourShp(const char* metaXmlFile, const char* outputFile, AlgoResult* result)
-{
-    return runGenericEntry("GF3_ContourShp",
-        {
-            requiredText("MetaXmlFile", metaXmlFile),
-            outputPath("OutputFile", outputFile),
         },
         result);
 }
@@ -114,17 +58,6 @@ ALGO_API bool ExcuteAlgo_LayerStack(const char* inputFiles, const char* outputFi
         result);
 }
 
-ALGO_API bool ExcuteAlgo_RD_GenerateRPC(const char* inputFile, const char* parameterFile, const char* outputFile, AlgoResult* result)
-{
-    return runGenericEntry("RD_GenerateRPC",
-        {
-            requiredText("InputFile", inputFile),
-            requiredText("ParameterFile", parameterFile),
-            outputPath("OutputFile", outputFile),
-        },
-        result);
-}
-
 ALGO_API bool ExcuteAlgo_SAR_WaterExtraction(const char* inputFile, const char* outputFile, double threshold, AlgoResult* result)
 {
     return runGenericEntry("SAR_WaterExtraction",
@@ -132,17 +65,6 @@ ALGO_API bool ExcuteAlgo_SAR_WaterExtraction(const char* inputFile, const char* 
             requiredText("InputFile", inputFile),
             outputPath("OutputFile", outputFile),
             number("Threshold", threshold),
-        },
-        result);
-}
-
-ALGO_API bool ExcuteAlgo_TerrainRadiometricCorrection(const char* inputFile, const char* demFile, const char* outputFile, AlgoResult* result)
-{
-    return runGenericEntry("TerrainRadiometricCorrection",
-        {
-            requiredText("InputFile", inputFile),
-            requiredText("DEMFile", demFile),
-            outputPath("OutputFile", outputFile),
         },
         result);
 }
