@@ -98,41 +98,64 @@ bool MssSegment::run()
         bandList[size_t(b)] = b + 1;
     std::map<uint32_t, obia::SegmentStats> seamSegments;
     uint32_t next = 0;
-    std::vector<float> pixels;
-    std::vector<unsigned char> valid;
-    std::vector<uint32_t> tileLabels;
     std::vector<int> bands0(static_cast<size_t>(bands));
     for (int b = 0; b < bands; ++b)
         bands0[size_t(b)] = b;
+    // One row of tiles at a time: read in turn, segmented on every core, written in turn.
+    struct Tile
+    {
+        int x0 = 0, y0 = 0, w = 0, h = 0;
+        std::vector<float> pixels;
+        std::vector<unsigned char> valid;
+        std::vector<uint32_t> labels;
+        std::vector<obia::SegmentStats> stats;
+    };
+    std::vector<Tile> row(static_cast<size_t>(tilesX));
     for (int ty = 0; ty < tilesY; ++ty)
+    {
         for (int tx = 0; tx < tilesX; ++tx)
         {
-            const int x0 = tx * kTile, y0 = ty * kTile;
-            const int w = std::min(kTile, width - x0), h = std::min(kTile, height - y0);
-            pixels.resize(size_t(w) * h * bands);
-            if (input->RasterIO(GF_Read, x0, y0, w, h, pixels.data(), w, h, GDT_Float32, bands, bandList.data(),
-                                GSpacing(sizeof(float)) * bands, GSpacing(sizeof(float)) * bands * w, sizeof(float), nullptr) != CE_None)
+            Tile& tile = row[size_t(tx)];
+            tile.x0 = tx * kTile, tile.y0 = ty * kTile;
+            tile.w = std::min(kTile, width - tile.x0), tile.h = std::min(kTile, height - tile.y0);
+            tile.pixels.resize(size_t(tile.w) * tile.h * bands);
+            if (input->RasterIO(GF_Read, tile.x0, tile.y0, tile.w, tile.h, tile.pixels.data(), tile.w, tile.h, GDT_Float32, bands,
+                                bandList.data(), GSpacing(sizeof(float)) * bands, GSpacing(sizeof(float)) * bands * tile.w,
+                                sizeof(float), nullptr) != CE_None)
                 throw AlgoError(QStringLiteral("MSS_Segment: reading %1 failed: %2").arg(inputPath, QString::fromUtf8(CPLGetLastErrorMsg())));
-            valid.assign(size_t(w) * h, 1);
-            obia::markNoData(input.get(), bands0, pixels, valid);
-            const std::vector<obia::SegmentStats> stats =
-                obia::segmentWindow(criterion, pixels.data(), valid.data(), w, h, bands, passes, double(minSize), tileLabels);
-            for (uint32_t& label : tileLabels)
+            tile.valid.assign(size_t(tile.w) * tile.h, 1);
+            obia::markNoData(input.get(), bands0, tile.pixels, tile.valid);
+        }
+        parallelFor(tilesX, [&](int begin, int end) {
+            for (int tx = begin; tx < end; ++tx)
+            {
+                Tile& tile = row[size_t(tx)];
+                tile.stats = obia::segmentWindow(criterion, tile.pixels.data(), tile.valid.data(), tile.w, tile.h, bands, passes,
+                                                 double(minSize), tile.labels);
+                tile.pixels = std::vector<float>();
+            }
+        });
+        for (int tx = 0; tx < tilesX; ++tx)
+        {
+            Tile& tile = row[size_t(tx)];
+            for (uint32_t& label : tile.labels)
                 if (label)
                     label += next;
-            for (size_t i = 0; i < stats.size(); ++i)
+            for (size_t i = 0; i < tile.stats.size(); ++i)
             {
-                const obia::SegmentStats& s = stats[i];
-                const bool onSeam = (s.x0 == 0 && tx > 0) || (s.y0 == 0 && ty > 0) || (s.x1 == w && tx + 1 < tilesX) ||
-                                    (s.y1 == h && ty + 1 < tilesY);
+                const obia::SegmentStats& s = tile.stats[i];
+                const bool onSeam = (s.x0 == 0 && tx > 0) || (s.y0 == 0 && ty > 0) || (s.x1 == tile.w && tx + 1 < tilesX) ||
+                                    (s.y1 == tile.h && ty + 1 < tilesY);
                 if (onSeam)
-                    seamSegments.emplace(next + uint32_t(i) + 1, shifted(s, x0, y0));
+                    seamSegments.emplace(next + uint32_t(i) + 1, shifted(s, tile.x0, tile.y0));
             }
-            next += uint32_t(stats.size());
-            if (labels.band(0)->RasterIO(GF_Write, x0, y0, w, h, tileLabels.data(), w, h, GDT_UInt32, 0, 0) != CE_None)
+            next += uint32_t(tile.stats.size());
+            if (labels.band(0)->RasterIO(GF_Write, tile.x0, tile.y0, tile.w, tile.h, tile.labels.data(), tile.w, tile.h, GDT_UInt32, 0, 0) != CE_None)
                 throw AlgoError(QStringLiteral("MSS_Segment: writing %1 failed: %2").arg(labelPath, QString::fromUtf8(CPLGetLastErrorMsg())));
-            progress(70.0 * (ty * tilesX + tx + 1) / (tilesX * tilesY));
+            tile.stats = std::vector<obia::SegmentStats>();
         }
+        progress(70.0 * (ty + 1) / tilesY);
+    }
 
     // Pass 2: the graph of the segments that meet across seams, merged by the same criterion.
     std::vector<uint32_t> finalLabel(size_t(next) + 1);

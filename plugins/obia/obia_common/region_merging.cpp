@@ -45,42 +45,61 @@ SegmentStats mergedStats(const SegmentStats& a, const SegmentStats& b, double sh
     return m;
 }
 
+void computeTerms(const MergeCriterion& criterion, SegmentStats& s)
+{
+    double colour = 0.0;
+    for (size_t k = 0; k < s.sum.size(); ++k)
+    {
+        const double weight = k < criterion.bandWeights.size() ? criterion.bandWeights[k] : 1.0;
+        colour += weight * s.count * spread(s.count, s.sum[k], s.squares[k]);
+    }
+    s.colourTerm = colour;
+    // Compactness: perimeter over the square root of the size; smoothness: perimeter over that of the bounding
+    // box; both weighted by the size, as the colour term is.
+    s.compactTerm = s.perimeter * std::sqrt(s.count);
+    s.smoothTerm = s.count * s.perimeter / boxPerimeter(s);
+}
+
 double mergeCost(const MergeCriterion& criterion, const SegmentStats& a, const SegmentStats& b, double shared)
 {
+    if (a.colourTerm < 0.0 || b.colourTerm < 0.0)
+    {
+        SegmentStats ca = a, cb = b;
+        computeTerms(criterion, ca);
+        computeTerms(criterion, cb);
+        return mergeCost(criterion, ca, cb, shared);
+    }
     const double n = a.count + b.count;
     double colour = 0.0, distance = 0.0;
     for (size_t k = 0; k < a.sum.size(); ++k)
     {
         const double weight = k < criterion.bandWeights.size() ? criterion.bandWeights[k] : 1.0;
-        const double merged = spread(n, a.sum[k] + b.sum[k], a.squares[k] + b.squares[k]);
-        colour += weight * (n * merged - a.count * spread(a.count, a.sum[k], a.squares[k]) -
-                            b.count * spread(b.count, b.sum[k], b.squares[k]));
-        const double d = a.sum[k] / a.count - b.sum[k] / b.count;
-        distance += d * d;
+        colour += weight * n * spread(n, a.sum[k] + b.sum[k], a.squares[k] + b.squares[k]);
+        if (criterion.maxMeanDistance > 0.0)
+        {
+            const double d = a.sum[k] / a.count - b.sum[k] / b.count;
+            distance += d * d;
+        }
     }
+    colour -= a.colourTerm + b.colourTerm;
     if (criterion.maxMeanDistance > 0.0 && std::sqrt(distance) > criterion.maxMeanDistance)
         return kForbidden;
     const double colourWeight = criterion.colourWeight;
     if (colourWeight >= 1.0)
         return colour;
     const double perimeter = a.perimeter + b.perimeter - 2.0 * shared;
-    SegmentStats box;
-    box.x0 = std::min(a.x0, b.x0);
-    box.y0 = std::min(a.y0, b.y0);
-    box.x1 = std::max(a.x1, b.x1);
-    box.y1 = std::max(a.y1, b.y1);
-    // Compactness: perimeter over the square root of the size; smoothness: perimeter over that of the bounding box;
-    // both weighted by the size, as the colour term is.
-    const double compact = perimeter * std::sqrt(n) - (a.perimeter * std::sqrt(a.count) + b.perimeter * std::sqrt(b.count));
-    const double smooth = n * perimeter / boxPerimeter(box) -
-                          (a.count * a.perimeter / boxPerimeter(a) + b.count * b.perimeter / boxPerimeter(b));
+    const double box = 2.0 * ((std::max(a.x1, b.x1) - std::min(a.x0, b.x0)) + (std::max(a.y1, b.y1) - std::min(a.y0, b.y0)));
+    const double compact = perimeter * std::sqrt(n) - (a.compactTerm + b.compactTerm);
+    const double smooth = n * perimeter / box - (a.smoothTerm + b.smoothTerm);
     const double shape = criterion.compactWeight * compact + (1.0 - criterion.compactWeight) * smooth;
     return colourWeight * colour + (1.0 - colourWeight) * shape;
 }
 
 int RegionGraph::addSegment(SegmentStats stats)
 {
+    computeTerms(m_criterion, stats);
     m_stats.push_back(std::move(stats));
+    m_dirty.push_back(1);
     m_edges.emplace_back();
     m_parent.push_back(int(m_parent.size()));
     m_alive.push_back(1);
@@ -145,6 +164,7 @@ void RegionGraph::merge(int keep, int gone)
             break;
         }
     m_stats[size_t(keep)] = mergedStats(m_stats[size_t(keep)], m_stats[size_t(gone)], shared);
+    computeTerms(m_criterion, m_stats[size_t(keep)]);
     for (const Edge& edge : m_edges[size_t(gone)])
     {
         if (edge.other == keep)
@@ -155,6 +175,10 @@ void RegionGraph::merge(int keep, int gone)
     }
     m_edges[size_t(gone)].clear();
     m_edges[size_t(gone)].shrink_to_fit();
+    // The kept segment and its neighbours see a changed neighbourhood.
+    m_dirty[size_t(keep)] = 1;
+    for (const Edge& edge : m_edges[size_t(keep)])
+        m_dirty[size_t(edge.other)] = 1;
     m_stats[size_t(gone)].sum.clear();
     m_stats[size_t(gone)].squares.clear();
     m_alive[size_t(gone)] = 0;
@@ -170,7 +194,11 @@ long RegionGraph::mergePasses(int passes, const std::function<void(int, long)>& 
     for (int pass = 1; passes <= 0 || pass <= passes; ++pass)
     {
         for (size_t s = 0; s < m_stats.size(); ++s)
-            best[s] = m_alive[s] ? bestNeighbour(int(s), &cost[s]) : -1;
+            if (m_dirty[s])
+            {
+                best[s] = m_alive[s] ? bestNeighbour(int(s), &cost[s]) : -1;
+                m_dirty[s] = 0;
+            }
         long merges = 0;
         for (size_t s = 0; s < m_stats.size(); ++s)
         {

@@ -27,11 +27,18 @@ struct SegmentStats
     std::vector<double> squares;
     double perimeter = 0.0;
     int x0 = 0, y0 = 0, x1 = 0, y1 = 0;
+    // The segment's own terms of the criterion (size times spread per band, weighted; size times compactness; size
+    // times smoothness), kept by RegionGraph so that a merge cost needs only the merged segment's terms.
+    double colourTerm = -1.0; // below 0: not computed yet
+    double compactTerm = 0.0;
+    double smoothTerm = 0.0;
 };
 
 // The increase of heterogeneity if a and b (sharing `shared` pixel edges) became one segment; a value above any
 // threshold when maxMeanDistance forbids the merge.
 double mergeCost(const MergeCriterion& criterion, const SegmentStats& a, const SegmentStats& b, double shared);
+// Fills the own terms of a segment.
+void computeTerms(const MergeCriterion& criterion, SegmentStats& s);
 SegmentStats mergedStats(const SegmentStats& a, const SegmentStats& b, double shared);
 
 // A graph of segments that merges by the criterion: nodes are added with their statistics, edges with the number
@@ -63,6 +70,7 @@ private:
     int bestNeighbour(int node, double* cost) const;
     MergeCriterion m_criterion;
     std::vector<SegmentStats> m_stats;
+    std::vector<char> m_dirty; // its best neighbour must be looked for again
     std::vector<std::vector<Edge>> m_edges;
     std::vector<int> m_parent;
     std::vector<char> m_alive;
