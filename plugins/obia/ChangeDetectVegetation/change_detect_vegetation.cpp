@@ -145,7 +145,7 @@ bool ChangeDetectVegetation::run()
     map.commit();
     setResult(GenericOutputs()
                   .add(QStringLiteral("NdviFile"), ndviPath)
-                  .add(QStringLiteral("Threshold"), QString::number(used, 'g', 10))
+                  .add(QStringLiteral("Threshold"), QString::number(used, 'g', 7))
                   .add(QStringLiteral("NoChangeArea"), QString::number(counts[0] * area, 'f', 2))
                   .add(QStringLiteral("LossArea"), QString::number(counts[1] * area, 'f', 2))
                   .add(QStringLiteral("GainArea"), QString::number(counts[2] * area, 'f', 2))

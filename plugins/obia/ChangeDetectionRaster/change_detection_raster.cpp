@@ -259,7 +259,7 @@ bool ChangeDetectionRaster::run()
     progress(100.0);
     setResult(GenericOutputs()
                   .add(QStringLiteral("MagnitudeFile"), magnitudePath)
-                  .add(QStringLiteral("Threshold"), QString::number(used, 'g', 10))
+                  .add(QStringLiteral("Threshold"), QString::number(used, 'g', 7))
                   .add(QStringLiteral("ChangedArea"), QString::number(changed * pixelArea, 'f', 2))
                   .add(QStringLiteral("UnchangedArea"), QString::number(counts[0] * pixelArea, 'f', 2))
                   .add(QStringLiteral("AreaUnit"), unit)
