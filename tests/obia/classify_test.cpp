@@ -6,6 +6,9 @@
 #include <ogrsf_frmts.h>
 
 #include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QTemporaryDir>
 #include <QTextStream>
 
@@ -208,4 +211,43 @@ TEST(Classify, RefusalsNameTheParameterAndLeaveNothingBehind)
                                           ") is not a segment classifier model file!");
     EXPECT_FALSE(QFile::exists(classes));
     EXPECT_FALSE(QFile::exists(dir.filePath("refused_segments.gpkg")));
+}
+
+TEST(Classify, AProjectGivesTheClassNamesAndColoursAndItsArea)
+{
+    QTemporaryDir dir;
+    const Scene scene = makeScene(dir);
+    const QString project = dir.filePath("project.json"), model = dir.filePath("model.yml"), classes = dir.filePath("classes.tif");
+    StdoutCapture capture;
+    ASSERT_TRUE(ExcuteAlgo_CreateClassifyProject(scene.image.toUtf8().constData(), project.toUtf8().constData(), "parcels",
+                                                 "Water|Forest|Urban", 0, 0, 0, 0, nullptr));
+    QFile file(project);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const QJsonObject json = QJsonDocument::fromJson(file.readAll()).object();
+    EXPECT_EQ(json["name"].toString(), "parcels");
+    // All zero: the image's extent, 160 x 120 pixels of 30 m from (500000, 4000000).
+    const QJsonObject area = json["area"].toObject();
+    EXPECT_EQ(area["minX"].toDouble(), 500000.0);
+    EXPECT_EQ(area["maxX"].toDouble(), 500000.0 + kW * 30.0);
+    EXPECT_EQ(area["minY"].toDouble(), 4000000.0 - kH * 30.0);
+    EXPECT_EQ(json["classes"].toArray().size(), 3);
+    ASSERT_TRUE(ExcuteAlgo_MSS_Classify_TrainModel(scene.image.toUtf8().constData(), scene.segments.toUtf8().constData(),
+                                                   scene.samples.toUtf8().constData(), model.toUtf8().constData(), "cls", "", "RF", "",
+                                                   project.toUtf8().constData(), nullptr));
+    ASSERT_TRUE(ExcuteAlgo_MSS_ClassifyByModel(scene.image.toUtf8().constData(), scene.segments.toUtf8().constData(), model.toUtf8().constData(),
+                                               classes.toUtf8().constData(), "", "", "", "", "", nullptr));
+    capture.text();
+    EXPECT_EQ(categoryNames(classes), (std::vector<std::string>{"Unclassified", "Water", "Forest", "Urban"}));
+    GDALDatasetUniquePtr image(GDALDataset::Open(classes.toUtf8().constData(), GDAL_OF_RASTER));
+    const QJsonArray colour = json["classes"].toArray()[1].toObject()["colour"].toArray();
+    const GDALColorEntry* forest = image->GetRasterBand(1)->GetColorTable()->GetColorEntry(2);
+    EXPECT_EQ(forest->c1, colour[0].toInt());
+    EXPECT_EQ(forest->c3, colour[2].toInt());
+
+    RecordingResult result;
+    StdoutCapture quiet;
+    EXPECT_FALSE(ExcuteAlgo_CreateClassifyProject(scene.image.toUtf8().constData(), dir.filePath("far.json").toUtf8().constData(), "far",
+                                                  "A|B", 0, 0, 100, 100, &result.record));
+    EXPECT_EQ(message(result.record), "CreateClassifyProject: the parameter MinX (0) and the other corners give an area outside InputFile!");
+    EXPECT_FALSE(QFile::exists(dir.filePath("far.json")));
 }
