@@ -19,7 +19,7 @@ namespace
 {
 
 // Pixels of the regular sample IR-MAD is fitted to: its statistics settle long before that.
-constexpr size_t kMadSample = 1000000;
+constexpr size_t kMadSample = 200000;
 constexpr int kHistogramBins = 2048;
 // The no-change probability below which IR-MAD calls a pixel changed when no threshold is given.
 constexpr double kMadConfidence = 0.99;

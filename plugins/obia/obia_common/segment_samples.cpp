@@ -144,9 +144,10 @@ std::map<unsigned, int> labelSegments(GDALDataset* labels, const SegmentFeatures
     GDALDriver* memory = GetGDALDriverManager()->GetDriverByName("Memory");
     algokit::DatasetPtr scratch(memory->Create("", 0, 0, 0, GDT_Unknown, nullptr));
     OGRLayer* coded = scratch->CreateLayer("samples", samples->GetSpatialRef(), wkbUnknown, nullptr);
+    // Each sample burns its own number, so that a segment can be matched with a sample by their overlap.
     OGRFieldDefn field("code", OFTInteger);
     coded->CreateField(&field);
-    bool points = true;
+    std::vector<int> classOfSample(1, 0);
     samples->ResetReading();
     for (auto& feature : *samples)
     {
@@ -154,12 +155,12 @@ std::map<unsigned, int> labelSegments(GDALDataset* labels, const SegmentFeatures
             continue;
         const int code = named ? scheme->codes[size_t(std::distance(names.begin(), names.find(QString::fromUtf8(feature->GetFieldAsString(classField)))))]
                                : feature->GetFieldAsInteger(classField);
+        classOfSample.push_back(code);
         OGRFeature copy(coded->GetLayerDefn());
         copy.SetGeometry(feature->GetGeometryRef());
-        copy.SetField(0, code);
-        const OGRwkbGeometryType geometry = wkbFlatten(feature->GetGeometryRef()->getGeometryType());
-        points = points && (geometry == wkbPoint || geometry == wkbMultiPoint);
-        coded->CreateFeature(&copy);
+        copy.SetField(0, int(classOfSample.size()) - 1);
+        if (coded->CreateFeature(&copy) != OGRERR_NONE)
+            throw std::runtime_error("a sample cannot be copied");
     }
 
     // Rasterised block by block onto the segment grid; per segment, sample pixels per class.
@@ -169,7 +170,8 @@ std::map<unsigned, int> labelSegments(GDALDataset* labels, const SegmentFeatures
     char* wkt = nullptr;
     if (labels->GetSpatialRef())
         labels->GetSpatialRef()->exportToWkt(&wkt);
-    std::map<unsigned, std::map<int, double>> votes;
+    std::map<unsigned, std::map<int, double>> overlap;
+    std::vector<double> sampleSize(classOfSample.size(), 0.0);
     std::vector<int> burnt;
     std::vector<uint32_t> rows;
     const int step = std::max(1, int((4u << 20) / std::max(1, width)));
@@ -184,24 +186,31 @@ std::map<unsigned, int> labelSegments(GDALDataset* labels, const SegmentFeatures
             throw std::runtime_error(CPLGetLastErrorMsg());
         algokit::readRows(labels->GetRasterBand(1), row0, count, rows);
         for (size_t i = 0; i < rows.size(); ++i)
-            if (rows[i] && burnt[i])
-                votes[rows[i]][burnt[i]] += 1.0;
+        {
+            const int sample = burnt[i];
+            if (sample <= 0 || size_t(sample) >= sampleSize.size())
+                continue;
+            sampleSize[size_t(sample)] += 1.0;
+            if (rows[i])
+                overlap[rows[i]][sample] += 1.0;
+        }
         report(double(row0 + count) / height);
     });
     CPLFree(wkt);
+    // A sample labels a segment when it covers at least half of the segment or the segment holds at least half of
+    // it (a point: the segment it falls in); of several, the largest overlap wins.
     std::map<unsigned, int> classOf;
-    for (const auto& [segment, byClass] : votes)
+    for (const auto& [segment, bySample] : overlap)
     {
-        int best = 0;
-        double most = 0.0, all = 0.0;
-        for (const auto& [code, n] : byClass)
-        {
-            all += n;
-            if (n > most)
-                most = n, best = code;
-        }
-        if (segment <= features.largestLabel() && (points || all >= 0.5 * features.count(segment)))
-            classOf[segment] = best;
+        if (segment > features.largestLabel())
+            continue;
+        double most = 0.0;
+        for (const auto& [sample, n] : bySample)
+            if ((n >= 0.5 * features.count(segment) || n >= 0.5 * sampleSize[size_t(sample)]) && n > most)
+            {
+                most = n;
+                classOf[segment] = classOfSample[size_t(sample)];
+            }
     }
     return classOf;
 }

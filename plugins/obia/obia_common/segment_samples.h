@@ -24,8 +24,9 @@ void appendFeatureRow(const SegmentFeatures& features, unsigned s, const QString
 // Streams the label raster (band 1) with the image; report(fraction) per block.
 SegmentFeatures measureSegments(GDALDataset* labels, GDALDataset* image, const std::function<void(double)>& report);
 
-// Class of each segment a sample covers: polygons label the segments they cover at least half of, points the
-// segment they fall in; where classes disagree the one with more pixels wins. The class field holds whole numbers
+// Class of each segment a sample labels: a sample (polygon or point) labels the segments it covers at least half
+// of and the segment that holds at least half of it (a point: the segment it falls in); where several samples
+// label a segment, the one with the largest overlap wins. The class field holds whole numbers
 // (codes) or names (codes 1..k in sorted order). scheme gets codes, names and colours.
 std::map<unsigned, int> labelSegments(GDALDataset* labels, const SegmentFeatures& features, OGRLayer* samples, int classField,
                                       ClassScheme* scheme, const std::function<void(double)>& report);

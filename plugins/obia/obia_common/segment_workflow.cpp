@@ -250,7 +250,7 @@ void writeClassification(const SegmentInputs& inputs, const std::vector<int>& co
     algokit::OutputRaster image = algokit::createClassRaster(imagePath, inputs.labels.get(), colours, names, QString(),
                                                              algokit::classDataType(size_t(largest) + 1));
     image.band(0)->SetDescription("class");
-    const int width = inputs.labels->GetRasterXSize(), height = inputs.labels->GetRasterYSize();
+    const int height = inputs.labels->GetRasterYSize();
     std::vector<uint32_t> labels;
     std::vector<unsigned short> classes;
     algokit::forEachRowBlock(height, algokit::rowsPerBlock(inputs.labels.get(), 8), [&](int row0, int count) {
