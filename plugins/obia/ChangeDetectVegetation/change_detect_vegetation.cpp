@@ -69,7 +69,7 @@ bool ChangeDetectVegetation::run()
 
     // Pass 1: NDVI of both dates and their difference (after - before).
     OutputRaster ndviFile(ndviPath, driver, width, height, 3, GDT_Float32,
-                          driver == QLatin1String("GTiff") ? QStringList{"TILED=YES", "COMPRESS=DEFLATE", "PREDICTOR=3", "BIGTIFF=IF_SAFER"} : QStringList());
+                          driver == QLatin1String("GTiff") ? QStringList{"TILED=YES", "BIGTIFF=IF_SAFER"} : QStringList());
     ndviFile.copyGeoreferencing(grid);
     const char* const descriptions[] = {"NDVI before", "NDVI after", "NDVI difference (after - before)"};
     for (int b = 0; b < 3; ++b)

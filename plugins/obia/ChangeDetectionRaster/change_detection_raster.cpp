@@ -138,7 +138,7 @@ bool ChangeDetectionRaster::run()
     // Pass 1: the magnitude raster (with the direction or the MAD variates after it).
     const int extraBands = method == ChangeMethod::Cva ? 1 : method == ChangeMethod::IrMad ? n : 0;
     OutputRaster magnitude(magnitudePath, driver, width, height, 1 + extraBands, GDT_Float32,
-                           driver == QLatin1String("GTiff") ? QStringList{"TILED=YES", "COMPRESS=DEFLATE", "PREDICTOR=3", "BIGTIFF=IF_SAFER"} : QStringList());
+                           driver == QLatin1String("GTiff") ? QStringList{"TILED=YES", "BIGTIFF=IF_SAFER"} : QStringList());
     magnitude.copyGeoreferencing(grid);
     magnitude.band(0)->SetDescription(method == ChangeMethod::IrMad ? "chi-square of the MAD variates" : "change magnitude");
     if (method == ChangeMethod::Cva)

@@ -16,9 +16,7 @@ bool wholeNumber(const QString& text, long long* value)
     return ok;
 }
 
-} // namespace
-
-UnionRule parseUnionRule(const QString& text)
+UnionRule parseGroups(const QString& text)
 {
     UnionRule rule;
     const QStringList groups = text.split(QLatin1Char(';'), Qt::SkipEmptyParts);
@@ -38,8 +36,7 @@ UnionRule parseUnionRule(const QString& text)
             rule.error = QStringLiteral("has a target that is not a whole number: %1").arg(sides[1].trimmed());
             return rule;
         }
-        const QStringList sources = sides[0].split(QLatin1Char(','));
-        for (const QString& source : sources)
+        for (const QString& source : sides[0].split(QLatin1Char(',')))
         {
             long long from = 0;
             if (!wholeNumber(source, &from))
@@ -58,6 +55,16 @@ UnionRule parseUnionRule(const QString& text)
     }
     if (rule.target.empty() && rule.error.isEmpty())
         rule.error = QStringLiteral("names no class");
+    return rule;
+}
+
+} // namespace
+
+UnionRule parseUnionRule(const QString& text)
+{
+    UnionRule rule = parseGroups(text);
+    if (!rule.error.isEmpty())
+        rule.target.clear();
     return rule;
 }
 

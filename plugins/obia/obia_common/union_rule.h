@@ -10,7 +10,7 @@ namespace obia
 
 struct UnionRule
 {
-    std::map<long long, long long> target; // source class -> new class; classes not listed keep their value
+    std::map<long long, long long> target; // source class -> new class; classes not listed keep their value; empty on error
     QString error;                          // empty when the text parsed
 };
 
