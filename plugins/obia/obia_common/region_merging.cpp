@@ -163,8 +163,21 @@ void RegionGraph::merge(int keep, int gone)
             kept.erase(kept.begin() + long(i));
             break;
         }
-    m_stats[size_t(keep)] = mergedStats(m_stats[size_t(keep)], m_stats[size_t(gone)], shared);
-    computeTerms(m_criterion, m_stats[size_t(keep)]);
+    // In place: no allocation per merge.
+    SegmentStats& k = m_stats[size_t(keep)];
+    const SegmentStats& g = m_stats[size_t(gone)];
+    k.count += g.count;
+    for (size_t b = 0; b < k.sum.size(); ++b)
+    {
+        k.sum[b] += g.sum[b];
+        k.squares[b] += g.squares[b];
+    }
+    k.perimeter += g.perimeter - 2.0 * shared;
+    k.x0 = std::min(k.x0, g.x0);
+    k.y0 = std::min(k.y0, g.y0);
+    k.x1 = std::max(k.x1, g.x1);
+    k.y1 = std::max(k.y1, g.y1);
+    computeTerms(m_criterion, k);
     for (const Edge& edge : m_edges[size_t(gone)])
     {
         if (edge.other == keep)
