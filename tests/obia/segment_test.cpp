@@ -74,7 +74,7 @@ Errors segmentationErrors(const std::vector<double>& labels)
     return e;
 }
 
-// Every label forms one 4-connected region.
+// Every label but 0 (no data) forms one 4-connected region.
 int disconnectedLabels(const std::vector<double>& labels, int width, int height)
 {
     std::map<int, int> sizes;
@@ -88,6 +88,8 @@ int disconnectedLabels(const std::vector<double>& labels, int width, int height)
     std::vector<char> seen(labels.size(), 0);
     for (const auto& [label, start] : firstPixel)
     {
+        if (label == 0)
+            continue;
         int reached = 0;
         std::queue<size_t> queue;
         queue.push(start);
@@ -197,4 +199,36 @@ TEST(RegionMerging, CostOfTwoPixelsFollowsTheCriterionByHand)
     c.colourWeight = 1.0;
     c.maxMeanDistance = 5.0;
     EXPECT_TRUE(std::isinf(obia::mergeCost(c, a, b, 1)));
+}
+
+TEST(Segment, RealSceneAcrossFourTilesLeavesNoDataOutAndSegmentsConnected)
+{
+    SKIP_WITHOUT_SHARED_DATA("gdal/RGB.byte.tif");
+    const QString scene = sharedDataPath("gdal/RGB.byte.tif");
+    QTemporaryDir dir;
+    const QString out = dir.filePath("rgb_segments.tif");
+    StdoutCapture capture;
+    ASSERT_TRUE(ExcuteAlgo_MSS_Segment(scene.toUtf8().constData(), out.toUtf8().constData(), 30, 0.1f, 10, 0.5f, 0.0f, 1.0f, 0.0f, 0, nullptr));
+    const int count = std::stoi(outputValue(capture.text(), "SegmentCount"));
+    // 791 x 718 pixels: tiles of 512 meet at x 512 and y 512. No-data (0 in every band) is label 0, everything else
+    // is in a segment; every segment is one 4-connected piece and has at least MinSize pixels unless walled in by
+    // no-data and the image edge.
+    const std::vector<double> labels = readBand(out, 1);
+    std::vector<std::vector<double>> bands;
+    for (int b = 1; b <= 3; ++b)
+        bands.push_back(readBand(scene, b));
+    std::map<int, int> sizes;
+    for (size_t i = 0; i < labels.size(); ++i)
+    {
+        const bool noData = bands[0][i] == 0 || bands[1][i] == 0 || bands[2][i] == 0;
+        ASSERT_EQ(labels[i] == 0, noData) << i;
+        sizes[int(labels[i])]++;
+    }
+    EXPECT_EQ(int(sizes.size()) - 1, count);
+    EXPECT_EQ(disconnectedLabels(labels, 791, 718), 0);
+    int small = 0;
+    for (const auto& [label, n] : sizes)
+        small += label > 0 && n < 10;
+    EXPECT_LE(small, count / 100);
+    RecordProperty("segments", count);
 }
