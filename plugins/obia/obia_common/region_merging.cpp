@@ -113,9 +113,10 @@ void RegionGraph::addBoundary(int a, int b, double length)
             if (edge.other == to)
             {
                 edge.length += length;
+                edge.cost = std::nan("");
                 return;
             }
-        m_edges[size_t(from)].push_back({to, length});
+        m_edges[size_t(from)].push_back({to, length, std::nan("")});
     };
     add(a, b);
     add(b, a);
@@ -135,13 +136,23 @@ int RegionGraph::root(int node)
     return r;
 }
 
-int RegionGraph::bestNeighbour(int node, double* cost) const
+int RegionGraph::bestNeighbour(int node, double* cost)
 {
     int best = -1;
     *cost = kForbidden;
-    for (const Edge& edge : m_edges[size_t(node)])
+    for (Edge& edge : m_edges[size_t(node)])
     {
-        const double c = mergeCost(m_criterion, m_stats[size_t(node)], m_stats[size_t(edge.other)], edge.length);
+        if (std::isnan(edge.cost))
+        {
+            edge.cost = mergeCost(m_criterion, m_stats[size_t(node)], m_stats[size_t(edge.other)], edge.length);
+            for (Edge& back : m_edges[size_t(edge.other)])
+                if (back.other == node)
+                {
+                    back.cost = edge.cost;
+                    break;
+                }
+        }
+        const double c = edge.cost;
         // Ties go to the lower index so that two segments agree on each other.
         if (c < *cost || (c == *cost && best >= 0 && edge.other < best))
         {
@@ -188,10 +199,19 @@ void RegionGraph::merge(int keep, int gone)
     }
     m_edges[size_t(gone)].clear();
     m_edges[size_t(gone)].shrink_to_fit();
-    // The kept segment and its neighbours see a changed neighbourhood.
+    // The kept segment changed: every cost it takes part in is stale, and it and its neighbours look again.
     m_dirty[size_t(keep)] = 1;
-    for (const Edge& edge : m_edges[size_t(keep)])
+    for (Edge& edge : m_edges[size_t(keep)])
+    {
+        edge.cost = std::nan("");
         m_dirty[size_t(edge.other)] = 1;
+        for (Edge& back : m_edges[size_t(edge.other)])
+            if (back.other == keep)
+            {
+                back.cost = std::nan("");
+                break;
+            }
+    }
     m_stats[size_t(gone)].sum.clear();
     m_stats[size_t(gone)].squares.clear();
     m_alive[size_t(gone)] = 0;

@@ -61,13 +61,16 @@ public:
     const SegmentStats& stats(int node) const { return m_stats[size_t(node)]; }
 
 private:
+    // An edge knows the cost of merging its two ends until either of them changes (NaN: to be computed); both
+    // directions hold the same length and cost.
     struct Edge
     {
         int other;
         double length;
+        double cost;
     };
     void merge(int keep, int gone);
-    int bestNeighbour(int node, double* cost) const;
+    int bestNeighbour(int node, double* cost);
     MergeCriterion m_criterion;
     std::vector<SegmentStats> m_stats;
     std::vector<char> m_dirty; // its best neighbour must be looked for again
