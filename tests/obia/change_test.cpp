@@ -369,3 +369,46 @@ TEST(WaterChange, RealRadarSceneAgainstADrainedCopy)
     RecordProperty("reference_threshold_db", std::to_string(threshold));
     RecordProperty("water_fraction", std::to_string(double(water) / map.size()));
 }
+
+TEST(Vegetation, RealLandsatSceneWithAHalvedNearInfraredBlock)
+{
+    SKIP_WITHOUT_SHARED_DATA("landsat8/l8_B5.tif");
+    // Blue, green, red, NIR of the Landsat 8 crop in the usual four-band order; the later date halves the NIR of a
+    // 100 x 100 block (a clearing). Loss is wherever the NDVI of that block drops by more than the threshold.
+    std::vector<std::vector<double>> bands;
+    for (const char* name : {"landsat8/l8_B2.tif", "landsat8/l8_B3.tif", "landsat8/l8_B4.tif", "landsat8/l8_B5.tif"})
+        bands.push_back(readBand(sharedDataPath(name), 1));
+    GDALDatasetUniquePtr source(GDALDataset::Open(sharedDataPath("landsat8/l8_B4.tif").toUtf8().constData(), GDAL_OF_RASTER));
+    const int width = source->GetRasterXSize(), height = source->GetRasterYSize();
+    auto cleared = [&](int x, int y) { return x >= 100 && x < 200 && y >= 100 && y < 200; };
+    QTemporaryDir dir;
+    const QString before = dir.filePath("l8_t1.tif"), after = dir.filePath("l8_t2.tif"), out = dir.filePath("l8_veg.tif");
+    for (const QString& path : {before, after})
+    {
+        const bool later = path == after;
+        ASSERT_TRUE(makeRaster(path, width, height, 4, GDT_UInt16, [&](int b, int x, int y) {
+            const double v = bands[size_t(b)][size_t(y) * width + x];
+            return later && b == 3 && cleared(x, y) ? std::floor(v / 2) : v;
+        }));
+    }
+    StdoutCapture capture;
+    ASSERT_TRUE(ExcuteAlgo_ChangeDetectVegetation(before.toUtf8().constData(), after.toUtf8().constData(), out.toUtf8().constData(),
+                                                  0.1f, nullptr));
+    const std::string text = capture.text();
+    const std::vector<double> map = readBand(out, 1);
+    int loss = 0, wrong = 0;
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x)
+        {
+            const size_t i = size_t(y) * width + x;
+            const double red = bands[2][i], nir = bands[3][i], halved = cleared(x, y) ? std::floor(nir / 2) : nir;
+            const double drop = float((halved - red) / (halved + red)) - float((nir - red) / (nir + red));
+            const int expected = drop < -0.1f ? 1 : 0;
+            loss += expected;
+            wrong += map[i] != expected;
+        }
+    EXPECT_EQ(wrong, 0);
+    EXPECT_GT(loss, 5000); // most of the block is vegetated enough to show it
+    EXPECT_EQ(outputValue(text, "LossArea"), std::to_string(loss * 900) + ".00");
+    EXPECT_EQ(outputValue(text, "GainArea"), "0.00");
+}
