@@ -1,0 +1,47 @@
+// The spectral axis of a cube (wavelengths, units, bad bands) and the Float32 cube outputs that carry it on.
+#pragma once
+
+#include "generic_params.h"
+#include "raster_io.h"
+
+#include <QString>
+#include <QStringList>
+#include <vector>
+
+namespace hysa
+{
+
+struct SpectralAxis
+{
+    std::vector<double> wavelengths; // band centres, or the band numbers 1..N when the metadata has none
+    bool fromMetadata = false;
+    QString units;                   // "wavelength_units" as given; empty when absent
+    std::vector<double> fwhm;        // empty when absent
+    std::vector<char> good;          // 0 for bands flagged bad by the "bbl" list, 1 otherwise
+    QStringList names;               // band descriptions
+    int size() const { return int(wavelengths.size()); }
+};
+
+// Reads band wavelengths ("wavelength" on every band, or the ENVI header list), units, FWHM and the bad-band list.
+SpectralAxis readSpectralAxis(GDALDataset* dataset);
+
+// The axis of the 0-based bands `bands`, in that order.
+SpectralAxis selectBands(const SpectralAxis& axis, const std::vector<int>& bands);
+
+// Opens the raster named by `key` as a cube of real samples with at least minBands bands; otherwise refuses,
+// naming the key and the path.
+algokit::DatasetPtr openCube(const algokit::GenericParams& args, const QString& key, int minBands);
+
+// A Float32 output of the axis's bands (no-data NaN; band names, wavelengths, FWHM and bad-band list as in the
+// axis), georeferenced as `source` moved to its pixel (x0, y0). GeoTIFF outputs are band-interleaved strips, so
+// that row blocks of every band are written without holding tiles.
+algokit::OutputRaster createCube(const QString& path, GDALDataset* source, int x0, int y0, int width, int height,
+                                 const SpectralAxis& axis);
+
+// Writes rows [row0, row0 + rows) of every band from a band-sequential buffer (band pitch width * rows).
+void writeCubeRows(GDALDataset* output, int row0, int rows, const float* data);
+
+// Rows per block so that one block of `bands` doubles per pixel holds about `bytes`.
+int blockRowsFor(int width, int bands, size_t bytes = 24u << 20);
+
+} // namespace hysa
