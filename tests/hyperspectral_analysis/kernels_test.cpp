@@ -4,6 +4,7 @@
 #include "fcls.h"
 #include "otsu.h"
 #include "rx_statistics.h"
+#include "references.h"
 #include "savitzky_golay.h"
 
 #include <gtest/gtest.h>
@@ -11,23 +12,10 @@
 #include <cmath>
 #include <random>
 
+using namespace hysref;
+
 namespace
 {
-
-// The upper concave envelope at x[i]: the highest chord between samples on either side of it.
-double bruteContinuum(const std::vector<double>& x, const std::vector<double>& y, size_t i)
-{
-    double best = -INFINITY;
-    for (size_t a = 0; a < x.size(); ++a)
-        for (size_t b = 0; b < x.size(); ++b)
-        {
-            if (std::isnan(y[a]) || std::isnan(y[b]) || x[a] > x[i] || x[b] < x[i])
-                continue;
-            const double value = x[b] == x[a] ? std::max(y[a], y[b]) : y[a] + (y[b] - y[a]) * (x[i] - x[a]) / (x[b] - x[a]);
-            best = std::max(best, value);
-        }
-    return best;
-}
 
 TEST(HyperspectralKernels, ContinuumMatchesTheHighestChord)
 {
@@ -70,29 +58,6 @@ TEST(HyperspectralKernels, ContinuumMatchesTheHighestChord)
     EXPECT_DOUBLE_EQ(out[2], 0.5);
 }
 
-// The D-th derivative at position t of the polynomial of degree P fitted to y over [start, start + window).
-double fittedDerivative(const std::vector<double>& y, int start, int window, int order, int derivative, int t)
-{
-    Eigen::MatrixXd a(window, order + 1);
-    Eigen::VectorXd b(window);
-    for (int j = 0; j < window; ++j)
-    {
-        for (int k = 0; k <= order; ++k)
-            a(j, k) = std::pow(double(j), k);
-        b(j) = y[size_t(start + j)];
-    }
-    const Eigen::VectorXd c = a.householderQr().solve(b);
-    double value = 0.0;
-    for (int k = derivative; k <= order; ++k)
-    {
-        double factor = 1.0;
-        for (int m = 0; m < derivative; ++m)
-            factor *= k - m;
-        value += c(k) * factor * std::pow(double(t), k - derivative);
-    }
-    return value;
-}
-
 TEST(HyperspectralKernels, SavitzkyGolayEqualsTheLeastSquaresFitOfEachWindow)
 {
     struct Case
@@ -124,32 +89,6 @@ TEST(HyperspectralKernels, SavitzkyGolayEqualsTheLeastSquaresFitOfEachWindow)
                     << c.window << "/" << c.order << "/" << c.derivative << " band " << k;
             }
     }
-}
-
-// Dense RX reference: unbiased covariance shrunk by the Ledoit-Wolf intensity computed from its definition.
-double denseRx(const Eigen::MatrixXd& background, const Eigen::VectorXd& pixel)
-{
-    const Eigen::Index p = background.rows(), n = background.cols();
-    const Eigen::VectorXd mean = background.rowwise().mean();
-    Eigen::MatrixXd s = Eigen::MatrixXd::Zero(p, p);
-    for (Eigen::Index j = 0; j < n; ++j)
-        s += (background.col(j) - mean) * (background.col(j) - mean).transpose();
-    s /= double(n);
-    const double mu = s.trace() / double(p);
-    const double delta = (s - mu * Eigen::MatrixXd::Identity(p, p)).squaredNorm();
-    double beta = 0.0;
-    for (Eigen::Index j = 0; j < n; ++j)
-    {
-        const Eigen::VectorXd xc = background.col(j) - mean;
-        beta += (xc * xc.transpose() - s).squaredNorm();
-    }
-    beta /= double(n) * double(n);
-    const double alpha = std::min(beta, delta) / delta;
-    const Eigen::MatrixXd unbiased = s * double(n) / double(n - 1);
-    const Eigen::MatrixXd shrunk =
-        (1 - alpha) * unbiased + alpha * (unbiased.trace() / double(p)) * Eigen::MatrixXd::Identity(p, p);
-    const Eigen::VectorXd d = pixel - mean;
-    return d.dot(shrunk.fullPivLu().solve(d));
 }
 
 Eigen::MatrixXd correlatedSpectra(int bands, int count, unsigned seed, double offset)

@@ -1,5 +1,6 @@
 // Plug-in "RXAnomalyDetection": the Reed-Xiaoli detector (Reed and Yu, 1990), the Mahalanobis distance of each
-// pixel from its background, written as Float32 scores (no-data NaN where a band is missing).
+// pixel from its background over the bands not flagged bad, written as Float32 scores (no-data NaN where a
+// band is missing).
 //   Method 0 global: mean and covariance of the whole image, two streaming passes.
 //   Method 1 local:  mean and covariance of a dual window, the WindowSize x WindowSize outer window less a guard
 //                    window around the pixel (odd, about half as wide), as in Orfeo ToolBox's LocalRxDetection.
@@ -32,8 +33,13 @@ protected:
         const int method = args.integer(QStringLiteral("Method")).orDefault(0).oneOf({0, 1, 2});
         m_width = m_input->GetRasterXSize();
         m_height = m_input->GetRasterYSize();
-        m_bands.resize(size_t(m_input->GetRasterCount()));
-        std::iota(m_bands.begin(), m_bands.end(), 1);
+        const hysa::SpectralAxis axis = hysa::readSpectralAxis(m_input.get());
+        for (int k = 0; k < axis.size(); ++k)
+            if (axis.good[size_t(k)])
+                m_bands.push_back(k + 1);
+        if (m_bands.size() < 2)
+            args.refuse(QStringLiteral("InputFile"), args.text(QStringLiteral("InputFile")).value(),
+                        QStringLiteral("must have at least 2 bands not flagged bad, it has %1").arg(m_bands.size()));
         if (method != 0)
         {
             const int window = args.integer(QStringLiteral("WindowSize")).orDefault(11).atLeast(3).odd();
@@ -76,7 +82,6 @@ protected:
         output.band(0)->SetDescription(method == 0 ? "RX score (global)" : method == 1 ? "RX score (local)"
                                                                                         : "RX score (local mean)");
         const double start = method == 1 ? 0.0 : 40.0;
-        std::vector<float> scores;
         if (method == 0)
             globalScores(whiten, mean, output, start);
         else
