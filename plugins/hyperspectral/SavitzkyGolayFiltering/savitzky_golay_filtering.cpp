@@ -20,7 +20,7 @@ public:
 protected:
     bool run() override
     {
-        const auto& record = params<GenericAlgoRecord>();
+        const GenericAlgoRecord record = hysa::withoutZeros(params<GenericAlgoRecord>(), {"WindowSize"});
         algokit::GenericParams args(record, GetName());
         algokit::DatasetPtr input = hysa::openCube(args, QStringLiteral("InputFile"), 2);
         const QString outputPath = args.text(QStringLiteral("OutputFile")).required().writableOutput();

@@ -34,7 +34,7 @@ public:
 protected:
     bool run() override
     {
-        const auto& record = params<GenericAlgoRecord>();
+        const GenericAlgoRecord record = hysa::withoutZeros(params<GenericAlgoRecord>(), {"EndmemberCount"});
         algokit::GenericParams args(record, GetName());
         const QString inputPath = args.text(QStringLiteral("InputFile")).value();
         algokit::DatasetPtr input = hysa::openCube(args, QStringLiteral("InputFile"), 2);

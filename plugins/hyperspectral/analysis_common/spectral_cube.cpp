@@ -99,6 +99,18 @@ SpectralAxis selectBands(const SpectralAxis& axis, const std::vector<int>& bands
     return selected;
 }
 
+GenericAlgoRecord withoutZeros(const GenericAlgoRecord& record, const QStringList& keys)
+{
+    GenericAlgoRecord copy = record;
+    for (const QString& key : keys)
+    {
+        const QVariant value = copy.args.value(key);
+        if (value.isValid() && value.type() != QVariant::String && value.toDouble() == 0.0)
+            copy.args.remove(key);
+    }
+    return copy;
+}
+
 algokit::DatasetPtr openCube(const algokit::GenericParams& args, const QString& key, int minBands)
 {
     const algokit::TextParam path = args.text(key).required().existingFile();

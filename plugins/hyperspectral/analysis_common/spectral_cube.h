@@ -28,6 +28,10 @@ SpectralAxis readSpectralAxis(GDALDataset* dataset);
 // The axis of the 0-based bands `bands`, in that order.
 SpectralAxis selectBands(const SpectralAxis& axis, const std::vector<int>& bands);
 
+// The record without the numeric `keys` whose value is 0. The entries pass every number, and the JSON route passes
+// an absent one as 0; for keys where 0 is never a valid value this lets the plug-in's default apply instead.
+GenericAlgoRecord withoutZeros(const GenericAlgoRecord& record, const QStringList& keys);
+
 // Opens the raster named by `key` as a cube of real samples with at least minBands bands; otherwise refuses,
 // naming the key and the path.
 algokit::DatasetPtr openCube(const algokit::GenericParams& args, const QString& key, int minBands);
