@@ -126,32 +126,43 @@ TEST(HyperspectralKernels, LocalRxScoreEqualsTheDenseComputationWithFewOrManyPix
     EXPECT_TRUE(std::isnan(hysa::localRxScore(Eigen::MatrixXd::Constant(4, 10, 2.0), Eigen::VectorXd::Ones(4))));
 }
 
-TEST(HyperspectralKernels, StreamedMomentsGiveTheDenseShrunkCovariance)
+TEST(HyperspectralKernels, StreamedMomentsGiveTheDenseCovarianceShrunkOnlyWithFewPixelsPerBand)
 {
     // Far from zero, in uneven blocks and with a missing pixel: the shifted sums must not lose precision.
-    const Eigen::MatrixXd data = correlatedSpectra(8, 300, 5, 1.0e4);
-    hysa::MomentAccumulator moments(8);
-    Eigen::MatrixXd withGap = data;
-    withGap(3, 17) = NAN;
-    moments.add(withGap.leftCols(7));
-    moments.add(withGap.middleCols(7, 200));
-    moments.add(withGap.rightCols(93));
-    Eigen::MatrixXd complete(8, 299);
-    complete << data.leftCols(17), data.rightCols(282);
-    ASSERT_EQ(moments.count(), 299);
-    EXPECT_LT((moments.mean() - complete.rowwise().mean()).norm(), 1e-8);
-    // The dense reference shrinks in the same way; compare through the score of one pixel.
-    double alpha = -1.0;
-    const Eigen::MatrixXd shrunk = moments.shrunkCovariance(&alpha);
-    EXPECT_GT(alpha, 0.0);
-    EXPECT_LT(alpha, 0.5);
-    const Eigen::VectorXd pixel = data.col(0) + Eigen::VectorXd::Constant(8, 3.0);
-    const Eigen::VectorXd d = pixel - moments.mean();
-    const double expected = denseRx(complete, pixel);
-    EXPECT_NEAR(d.dot(shrunk.ldlt().solve(d)), expected, 1e-6 * expected);
-    const Eigen::MatrixXd w = hysa::whitening(shrunk);
-    ASSERT_EQ(w.rows(), 8);
-    EXPECT_NEAR((w * d).squaredNorm(), expected, 1e-6 * expected);
+    // 299 pixels: 40 bands are shrunk (under 10 pixels per band), 8 bands are not.
+    for (const int bands : {40, 8})
+    {
+        const Eigen::MatrixXd data = correlatedSpectra(bands, 300, 5, 1.0e4);
+        hysa::MomentAccumulator moments(bands);
+        Eigen::MatrixXd withGap = data;
+        withGap(3, 17) = NAN;
+        moments.add(withGap.leftCols(7));
+        moments.add(withGap.middleCols(7, 200));
+        moments.add(withGap.rightCols(93));
+        Eigen::MatrixXd complete(bands, 299);
+        complete << data.leftCols(17), data.rightCols(282);
+        ASSERT_EQ(moments.count(), 299);
+        EXPECT_LT((moments.mean() - complete.rowwise().mean()).norm(), 1e-8);
+        double alpha = -1.0;
+        const Eigen::MatrixXd shrunk = moments.shrunkCovariance(&alpha);
+        if (bands == 40)
+        {
+            EXPECT_GT(alpha, 0.0);
+            EXPECT_LT(alpha, 0.5);
+        }
+        else
+        {
+            EXPECT_EQ(alpha, 0.0);
+        }
+        // Compared through the score of one pixel, directly and through the whitening.
+        const Eigen::VectorXd pixel = data.col(0) + Eigen::VectorXd::Constant(bands, 3.0);
+        const Eigen::VectorXd d = pixel - moments.mean();
+        const double expected = denseRx(complete, pixel);
+        EXPECT_NEAR(d.dot(shrunk.ldlt().solve(d)), expected, 1e-6 * expected) << bands;
+        const Eigen::MatrixXd w = hysa::whitening(shrunk);
+        ASSERT_EQ(w.rows(), bands);
+        EXPECT_NEAR((w * d).squaredNorm(), expected, 1e-6 * expected) << bands;
+    }
     EXPECT_EQ(hysa::whitening(Eigen::MatrixXd::Zero(3, 3)).size(), 0);
 }
 

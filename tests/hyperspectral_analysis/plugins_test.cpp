@@ -88,8 +88,10 @@ TEST(HyperspectralAnalysisPlugins, ContinuumRemovalDividesByTheHullAndBlanksBadB
     ASSERT_TRUE(makeCube(input, 6, 4, wavelengths, f, bbl));
     StdoutCapture capture;
     RecordingResult result;
-    ASSERT_TRUE(ExcuteAlgo_ContinuumRemoval(input.toLocal8Bit(), output.toLocal8Bit(), &result.record)) << message(result);
-    EXPECT_EQ(lines(capture.text()).back(), outputLine("OutputFile", output));
+    const bool ok = ExcuteAlgo_ContinuumRemoval(input.toLocal8Bit(), output.toLocal8Bit(), &result.record);
+    const std::vector<std::string> printed = lines(capture.text());
+    ASSERT_TRUE(ok) << message(result);
+    EXPECT_EQ(printed.back(), outputLine("OutputFile", output));
 
     Dataset out = open(output);
     ASSERT_TRUE(out);
@@ -138,9 +140,10 @@ TEST(HyperspectralAnalysisPlugins, SpectralDerivativesByCentralDifferencesOverSc
         const QString output = dir.path() + QStringLiteral("/d%1_%2.tif").arg(c.order).arg(c.gap);
         StdoutCapture capture;
         RecordingResult result;
-        ASSERT_TRUE(ExcuteAlgo_HysSpectralDifferential(input.toLocal8Bit(), output.toLocal8Bit(), c.order, c.gap,
-                                                       c.scale, &result.record))
-            << message(result);
+        const bool ok = ExcuteAlgo_HysSpectralDifferential(input.toLocal8Bit(), output.toLocal8Bit(), c.order, c.gap,
+                                                           c.scale, &result.record);
+        capture.text();
+        ASSERT_TRUE(ok) << message(result);
         Dataset out = open(output);
         ASSERT_EQ(out->GetRasterCount(), 9);
         EXPECT_STREQ(out->GetRasterBand(5)->GetMetadataItem("wavelength"), "500");
@@ -185,7 +188,7 @@ TEST(HyperspectralAnalysisPlugins, RxScoresEqualTheDenseComputationForEveryMetho
     const Value f = [](int b, int x, int y) {
         const double t = std::sin(1.3 * x + 0.7 * y) + 0.3 * ((x * 5 + y * 3) % 7);
         const double u = std::cos(0.9 * x * y + b);
-        double v = 50.0 + 10.0 * t * (b + 1) + 3.0 * u;
+        double v = 50.0 + 10.0 * t * (b + 1) + 3.0 * u + 0.5 * ((x * 7 + y * 11 + b * 5 + x * y * b) % 13);
         if (x == 6 && y == 2)
             v += b % 2 ? 12.0 : -12.0;
         return v;
@@ -216,9 +219,10 @@ TEST(HyperspectralAnalysisPlugins, RxScoresEqualTheDenseComputationForEveryMetho
         const QString output = dir.path() + QStringLiteral("/rx%1_%2.tif").arg(c.method).arg(c.window);
         StdoutCapture capture;
         RecordingResult result;
-        ASSERT_TRUE(ExcuteAlgo_RXAnomalyDetection(input.toLocal8Bit(), output.toLocal8Bit(), c.method, c.window,
-                                                  &result.record))
-            << message(result);
+        const bool ok = ExcuteAlgo_RXAnomalyDetection(input.toLocal8Bit(), output.toLocal8Bit(), c.method, c.window,
+                                                      &result.record);
+        capture.text();
+        ASSERT_TRUE(ok) << message(result);
         ASSERT_FALSE(result.progress.empty());
         EXPECT_TRUE(std::is_sorted(result.progress.begin(), result.progress.end()));
         const std::vector<double> scores = readBand(output, 1);
@@ -240,7 +244,7 @@ TEST(HyperspectralAnalysisPlugins, RxScoresEqualTheDenseComputationForEveryMetho
                 EXPECT_NEAR(scores[size_t(y * width + x)], expected, 1e-4 * expected + 1e-5)
                     << "method " << c.method << " window " << c.window << " at " << x << "," << y;
             }
-        if (c.method != 1 || c.window == 7)
+        if (c.method != 1)
         {
             EXPECT_EQ(std::max_element(scores.begin(), scores.end()) - scores.begin(), 2 * width + 6) << c.method;
         }
@@ -258,10 +262,11 @@ TEST(HyperspectralAnalysisPlugins, SavitzkyGolayFitsEachWindowOverTheListedBands
     ASSERT_TRUE(makeCube(input, 5, 4, wavelengths, f));
     StdoutCapture capture;
     RecordingResult result;
-    ASSERT_TRUE(ExcuteAlgo_SavitzkyGolayFiltering(input.toLocal8Bit(), output.toLocal8Bit(), "2|4|5|6|7|8|9|11",
-                                                  "1|3|2|3", 5, 2, 1, &result.record))
-        << message(result);
-    EXPECT_EQ(lines(capture.text()).back(), outputLine("OutputFile", output));
+    const bool ok = ExcuteAlgo_SavitzkyGolayFiltering(input.toLocal8Bit(), output.toLocal8Bit(), "2|4|5|6|7|8|9|11",
+                                                      "1|3|2|3", 5, 2, 1, &result.record);
+    const std::vector<std::string> printed = lines(capture.text());
+    ASSERT_TRUE(ok) << message(result);
+    EXPECT_EQ(printed.back(), outputLine("OutputFile", output));
     Dataset in = open(input), out = open(output);
     ASSERT_EQ(out->GetRasterXSize(), 3);
     ASSERT_EQ(out->GetRasterYSize(), 2);
@@ -365,10 +370,10 @@ TEST(HyperspectralAnalysisPlugins, VcaRecoversTheEndmembersAndAbundancesOfALinea
     ASSERT_TRUE(makeCube(input, width, height, wavelengths, f));
     StdoutCapture capture;
     RecordingResult result;
-    ASSERT_TRUE(ExcuteAlgo_VertexComponentAnalysis(input.toLocal8Bit(), library.toLocal8Bit(), q, &result.record))
-        << message(result);
-    const QString header = dir.path() + "/em.hdr", csv = dir.path() + "/em.csv", map = dir.path() + "/em_abundance.tif";
+    const bool ok = ExcuteAlgo_VertexComponentAnalysis(input.toLocal8Bit(), library.toLocal8Bit(), q, &result.record);
     const std::vector<std::string> out = lines(capture.text());
+    ASSERT_TRUE(ok) << message(result);
+    const QString header = dir.path() + "/em.hdr", csv = dir.path() + "/em.csv", map = dir.path() + "/em_abundance.tif";
     ASSERT_EQ(out.size(), 5u);
     EXPECT_EQ(out[1], outputLine("OutputFile", library));
     EXPECT_EQ(out[2], outputLine("LibraryHeader", header));
@@ -458,9 +463,9 @@ TEST(HyperspectralAnalysisPlugins, ThresholdSplitGivenOrByOtsuKeepsNoDataAndName
         const QString output = dir.path() + (std::isnan(threshold) ? "/otsu.tif" : "/fixed.tif");
         StdoutCapture capture;
         RecordingResult result;
-        ASSERT_TRUE(ExcuteAlgo_ThresholdSplit(input.toLocal8Bit(), 2, threshold, output.toLocal8Bit(), &result.record))
-            << message(result);
+        const bool ok = ExcuteAlgo_ThresholdSplit(input.toLocal8Bit(), 2, threshold, output.toLocal8Bit(), &result.record);
         const std::vector<std::string> out = lines(capture.text());
+        ASSERT_TRUE(ok) << message(result);
         ASSERT_EQ(out.size(), 3u);
         EXPECT_EQ(out[1], outputLine("OutputFile", output));
         const double used = QString::fromStdString(out[2]).section('"', 1, 1).toDouble();
@@ -519,7 +524,7 @@ TEST(HyperspectralAnalysisPlugins, BadInputIsRefusedWithOneMessageAndNothingLeft
          "RXAnomalyDetection: the parameter WindowSize (7) must not exceed the image's 7 x 6 pixels!"},
         {[&](AlgoResult* r) { return ExcuteAlgo_RXAnomalyDetection(z, o, 0, 0, r); },
          "RXAnomalyDetection: the parameter InputFile (" + flat +
-             ") has a singular covariance (no band varies), so no pixel stands out!"},
+             ") has a singular covariance (a band is constant or a combination of others)!"},
         {[&](AlgoResult* r) { return ExcuteAlgo_SavitzkyGolayFiltering(c, o, "", "", 3, 3, 0, r); },
          "SavitzkyGolayFiltering: the parameter PolyOrder (3) must be less than WindowSize (3)!"},
         {[&](AlgoResult* r) { return ExcuteAlgo_SavitzkyGolayFiltering(c, o, "1|2|9", "", 3, 1, 0, r); },
@@ -542,10 +547,12 @@ TEST(HyperspectralAnalysisPlugins, BadInputIsRefusedWithOneMessageAndNothingLeft
     {
         StdoutCapture capture;
         RecordingResult result;
-        EXPECT_FALSE(row.call(&result.record)) << row.message.toStdString();
+        const bool ok = row.call(&result.record);
+        const std::string printed = capture.text();
+        EXPECT_FALSE(ok) << row.message.toStdString();
         EXPECT_EQ(message(result), row.message.toStdString());
         EXPECT_NE(result.record.code, 0);
-        EXPECT_EQ(capture.text().find("[OUTPUT]"), std::string::npos) << row.message.toStdString();
+        EXPECT_EQ(printed.find("[OUTPUT]"), std::string::npos) << row.message.toStdString();
         EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files).size(), 3) << row.message.toStdString();
     }
 }

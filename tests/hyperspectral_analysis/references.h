@@ -50,8 +50,8 @@ inline double fittedDerivative(const std::vector<double>& y, int start, int wind
     return value;
 }
 
-// The unbiased covariance of the columns shrunk towards (trace / p) I by the Ledoit-Wolf intensity, every sum
-// taken literally from its definition.
+// The unbiased covariance of the columns; with fewer than 10 columns per row, shrunk towards (trace / p) I by the
+// Ledoit-Wolf intensity, every sum taken literally from its definition.
 inline Eigen::MatrixXd shrunkCovariance(const Eigen::MatrixXd& data, Eigen::VectorXd* mean = nullptr)
 {
     const Eigen::Index p = data.rows(), n = data.cols();
@@ -69,7 +69,7 @@ inline Eigen::MatrixXd shrunkCovariance(const Eigen::MatrixXd& data, Eigen::Vect
         beta += (xc * xc.transpose() - s).squaredNorm();
     }
     beta /= double(n) * double(n);
-    const double alpha = delta > 0.0 ? std::min(beta, delta) / delta : 1.0;
+    const double alpha = n >= 10 * p ? 0.0 : delta > 0.0 ? std::min(beta, delta) / delta : 1.0;
     const Eigen::MatrixXd unbiased = s * double(n) / double(n - 1);
     if (mean)
         *mean = m;

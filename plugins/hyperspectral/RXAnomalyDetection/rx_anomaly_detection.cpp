@@ -5,8 +5,8 @@
 //   Method 1 local:  mean and covariance of a dual window, the WindowSize x WindowSize outer window less a guard
 //                    window around the pixel (odd, about half as wide), as in Orfeo ToolBox's LocalRxDetection.
 //   Method 2 global covariance, local mean: the mean of the same dual window.
-// Covariances are shrunk towards a multiple of the identity by the Ledoit-Wolf intensity, so that windows with
-// fewer pixels than bands still give scores; with plenty of pixels the intensity is close to zero.
+// With fewer than ten pixels per band, covariances are shrunk towards a multiple of the identity by the Ledoit-Wolf
+// intensity, so that windows with fewer pixels than bands still give scores.
 #include "hyperspectral/hys_common.h"
 #include "rx_statistics.h"
 #include "spectral_cube.h"
@@ -72,7 +72,7 @@ protected:
             whiten = hysa::whitening(moments.shrunkCovariance());
             if (whiten.size() == 0)
                 args.refuse(QStringLiteral("InputFile"), args.text(QStringLiteral("InputFile")).value(),
-                            QStringLiteral("has a singular covariance (no band varies), so no pixel stands out"));
+                            QStringLiteral("has a singular covariance (a band is constant or a combination of others)"));
             mean = moments.mean();
         }
 

@@ -62,7 +62,8 @@ Eigen::MatrixXd MomentAccumulator::shrunkCovariance(double* shrinkage) const
     const double sumProjSq = d.dot(scatter * d);
     const double fourth = m_fourth + 4.0 * sumProjSq + n * c * c - 4.0 * d.dot(m_normWeighted)
                           + 2.0 * c * scatter.trace() - 4.0 * c * n * c;
-    const double alpha = ledoitWolfShrinkage(biased, n, std::max(0.0, fourth));
+    const double alpha =
+        n >= kPlainPixelsPerBand * m_bands ? 0.0 : ledoitWolfShrinkage(biased, n, std::max(0.0, fourth));
     if (shrinkage)
         *shrinkage = alpha;
     const Eigen::MatrixXd unbiased = biased * (n / std::max(1.0, n - 1.0));
@@ -119,8 +120,8 @@ double localRxScore(const Eigen::Ref<const Eigen::MatrixXd>& background, const E
     const double frobenius = gram.squaredNorm() / (nn * nn);
     const double mu = trace / nn / double(p);
     const double delta = frobenius - double(p) * mu * mu;
-    double alpha = 1.0;
-    if (delta > 0.0)
+    double alpha = nn >= kPlainPixelsPerBand * double(p) ? 0.0 : 1.0;
+    if (delta > 0.0 && alpha > 0.0)
         alpha = std::min(std::max(0.0, (gram.diagonal().squaredNorm() - nn * frobenius) / (nn * nn)), delta) / delta;
     // Covariance a I + b X_c X_c^T, unbiased like the global one.
     const double a = alpha * mu * nn / (nn - 1.0), b = (1.0 - alpha) / (nn - 1.0);

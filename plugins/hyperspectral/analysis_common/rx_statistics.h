@@ -23,8 +23,9 @@ public:
     Eigen::VectorXd mean() const;
     // The maximum-likelihood covariance (divided by n).
     Eigen::MatrixXd covariance() const;
-    // The unbiased sample covariance shrunk towards a multiple of the identity by the Ledoit-Wolf (2004)
-    // intensity, so that it stays invertible with fewer pixels than bands. `shrinkage` receives the intensity.
+    // The unbiased sample covariance; with fewer than kPlainPixelsPerBand pixels per band, shrunk towards a
+    // multiple of the identity by the Ledoit-Wolf (2004) intensity, so that it stays invertible with fewer pixels
+    // than bands. `shrinkage` receives the intensity used.
     Eigen::MatrixXd shrunkCovariance(double* shrinkage = nullptr) const;
 
 private:
@@ -35,6 +36,12 @@ private:
     Eigen::MatrixXd m_scatter;                      // sum of y y^T (lower triangle)
     double m_fourth = 0.0;                          // sum of |y|^4
 };
+
+// Pixels per band from which the sample covariance is used as it is. Even a small Ledoit-Wolf intensity lifts the
+// noise eigenvalues of a low-rank scene (mean eigenvalue far above the noise floor) by tens of percent, and RX
+// scores live in that subspace; with ten pixels per band the plain estimate loses little (Reed, Mallett and
+// Brennan, 1974), so shrinkage is kept for the windows and scenes that need it.
+constexpr double kPlainPixelsPerBand = 10.0;
 
 // Ledoit-Wolf intensity in [0, 1] from the biased covariance S (1/n), n and the sum over pixels of |x - mean|^4.
 double ledoitWolfShrinkage(const Eigen::MatrixXd& covariance, double count, double sumFourth);
