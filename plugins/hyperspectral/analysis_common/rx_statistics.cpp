@@ -108,26 +108,37 @@ double localRxScore(const Eigen::Ref<const Eigen::MatrixXd>& background, const E
     const Eigen::VectorXd mean = background.rowwise().mean();
     const Eigen::MatrixXd centred = background.colwise() - mean;
     const Eigen::VectorXd d = pixel - mean;
-    // Ledoit-Wolf through the n x n Gram matrix: |S|_F = |G|_F / n, sum |x_c|^4 = sum G_kk^2.
-    Eigen::MatrixXd gram(n, n);
-    gram.setZero();
-    gram.selfadjointView<Eigen::Lower>().rankUpdate(centred.transpose());
-    gram = gram.selfadjointView<Eigen::Lower>();
-    const double trace = gram.trace();
+    const double nn = double(n);
+    const bool plain = nn >= kPlainPixelsPerBand * double(p);
+    // The scatter in the smaller of its two forms: X_c^T X_c (n x n) with fewer pixels than bands, else X_c X_c^T.
+    const bool gramForm = n < p;
+    Eigen::MatrixXd scatter = Eigen::MatrixXd::Zero(gramForm ? n : p, gramForm ? n : p);
+    if (gramForm)
+        scatter.selfadjointView<Eigen::Lower>().rankUpdate(centred.transpose());
+    else
+        scatter.selfadjointView<Eigen::Lower>().rankUpdate(centred);
+    scatter = scatter.selfadjointView<Eigen::Lower>();
+    const double trace = scatter.trace();
     if (!(trace > 0.0))
         return nan;
-    const double nn = double(n);
-    const double frobenius = gram.squaredNorm() / (nn * nn);
-    const double mu = trace / nn / double(p);
-    const double delta = frobenius - double(p) * mu * mu;
-    double alpha = nn >= kPlainPixelsPerBand * double(p) ? 0.0 : 1.0;
-    if (delta > 0.0 && alpha > 0.0)
-        alpha = std::min(std::max(0.0, (gram.diagonal().squaredNorm() - nn * frobenius) / (nn * nn)), delta) / delta;
+    double alpha = 0.0;
+    const double mu = trace / nn / double(p); // of the biased covariance S
+    if (!plain)
+    {
+        // Ledoit-Wolf: |S|_F = |scatter|_F / n in either form; sum |x_c|^4 over the pixels.
+        const double frobenius = scatter.squaredNorm() / (nn * nn);
+        const double delta = frobenius - double(p) * mu * mu;
+        const double fourth = centred.colwise().squaredNorm().squaredNorm();
+        alpha = delta > 0.0 ? std::min(std::max(0.0, (fourth - nn * frobenius) / (nn * nn)), delta) / delta : 1.0;
+    }
     // Covariance a I + b X_c X_c^T, unbiased like the global one.
     const double a = alpha * mu * nn / (nn - 1.0), b = (1.0 - alpha) / (nn - 1.0);
-    if (n < p && a > 0.0)
+    if (gramForm)
     {
-        Eigen::MatrixXd inner = b * gram;
+        // Woodbury: (a I + b X X^T)^-1 = (I - b X (a I + b X^T X)^-1 X^T) / a.
+        if (!(a > 0.0))
+            return nan;
+        Eigen::MatrixXd inner = b * scatter;
         inner.diagonal().array() += a;
         const Eigen::VectorXd v = centred.transpose() * d;
         Eigen::LLT<Eigen::MatrixXd> cholesky(inner);
@@ -135,9 +146,7 @@ double localRxScore(const Eigen::Ref<const Eigen::MatrixXd>& background, const E
             return nan;
         return (d.squaredNorm() - b * v.dot(cholesky.solve(v))) / a;
     }
-    Eigen::MatrixXd covariance(p, p);
-    covariance.setZero();
-    covariance.selfadjointView<Eigen::Lower>().rankUpdate(centred, b);
+    Eigen::MatrixXd covariance = b * scatter;
     covariance.diagonal().array() += a;
     Eigen::LLT<Eigen::MatrixXd> cholesky(covariance);
     if (cholesky.info() != Eigen::Success)
