@@ -47,6 +47,7 @@ protected:
         algokit::OutputRaster output = hysa::createCube(outputPath, input.get(), 0, 0, width, height, axis);
         const hys::BlockReader reader(input.get(), bandNumbers, HysPixelRect{0, 0, width, height});
         const int step = reader.blockRows();
+        hysa::PassedBlocks passed(input.get(), bandNumbers);
         std::vector<double> block;
         std::vector<float> result;
         for (int row0 = 0; row0 < height; row0 += step)
@@ -54,6 +55,7 @@ protected:
             const int rows = std::min(step, height - row0);
             size_t pitch = 0;
             reader.read(row0, rows, block, pitch);
+            passed.doneAbove(row0 + rows);
             result.assign(pitch * size_t(bands), std::numeric_limits<float>::quiet_NaN());
             algokit::parallelFor(int(pitch), [&](int begin, int end) {
                 const int n = int(used.size());

@@ -48,6 +48,7 @@ protected:
         std::iota(all.begin(), all.end(), 1);
         const hys::BlockReader reader(input.get(), all, HysPixelRect{0, 0, width, height});
         const int step = reader.blockRows();
+        hysa::PassedBlocks passed(input.get(), all);
         std::vector<double> block;
         std::vector<float> result;
         for (int row0 = 0; row0 < height; row0 += step)
@@ -55,6 +56,7 @@ protected:
             const int rows = std::min(step, height - row0);
             size_t pitch = 0;
             reader.read(row0, rows, block, pitch);
+            passed.doneAbove(row0 + rows);
             result.assign(pitch * size_t(bands), std::numeric_limits<float>::quiet_NaN());
             algokit::parallelFor(bands, [&](int begin, int end) {
                 for (int i = begin; i < end; ++i)

@@ -57,12 +57,14 @@ protected:
             hysa::MomentAccumulator moments(int(m_bands.size()));
             const hys::BlockReader reader(m_input.get(), m_bands, HysPixelRect{0, 0, m_width, m_height});
             const int step = reader.blockRows();
+            hysa::PassedBlocks passed(m_input.get(), m_bands);
             std::vector<double> block;
             for (int row0 = 0; row0 < m_height; row0 += step)
             {
                 const int rows = std::min(step, m_height - row0);
                 size_t pitch = 0;
                 reader.read(row0, rows, block, pitch);
+                passed.doneAbove(row0 + rows);
                 moments.add(Eigen::Map<const RowMajor>(block.data(), Eigen::Index(m_bands.size()), Eigen::Index(pitch)));
                 progress(40.0 * (row0 + rows) / m_height);
             }
@@ -96,6 +98,7 @@ private:
     {
         const hys::BlockReader reader(m_input.get(), m_bands, HysPixelRect{0, 0, m_width, m_height});
         const int step = reader.blockRows();
+        hysa::PassedBlocks passed(m_input.get(), m_bands);
         std::vector<double> block;
         std::vector<float> scores;
         const Eigen::Index p = Eigen::Index(m_bands.size());
@@ -104,6 +107,7 @@ private:
             const int rows = std::min(step, m_height - row0);
             size_t pitch = 0;
             reader.read(row0, rows, block, pitch);
+            passed.doneAbove(row0 + rows);
             scores.resize(pitch);
             const Eigen::Map<const RowMajor> x(block.data(), p, Eigen::Index(pitch));
             const int chunks = int(std::min<size_t>(64, (pitch + 2047) / 2048));
@@ -125,6 +129,7 @@ private:
         const Eigen::Index p = Eigen::Index(m_bands.size());
         // Local covariances cost far more per pixel than reading: short blocks keep progress regular.
         const int step = std::max(1, std::min(method == 1 ? 16 : 1 << 20, hysa::blockRowsFor(m_width, int(p))));
+        hysa::PassedBlocks passed(m_input.get(), m_bands);
         std::vector<double> block;
         std::vector<float> scores;
         for (int row0 = 0; row0 < m_height; row0 += step)
@@ -132,6 +137,8 @@ private:
             const int rows = std::min(step, m_height - row0);
             const int top = std::max(0, row0 - m_outer), bottom = std::min(m_height, row0 + rows + m_outer);
             reader.readWindow(HysPixelRect{0, top, m_width, bottom - top}, block);
+            // The next block reads from row0 + rows - outer on.
+            passed.doneAbove(std::max(0, row0 + rows - m_outer));
             const size_t pitch = size_t(m_width) * size_t(bottom - top);
             scores.assign(size_t(m_width) * size_t(rows), std::numeric_limits<float>::quiet_NaN());
             if (method == 1)

@@ -62,6 +62,7 @@ protected:
             hysa::createCube(outputPath, input.get(), rect.x, rect.y, rect.width, rect.height, axis);
         const hys::BlockReader reader(input.get(), bands, rect);
         const int step = reader.blockRows();
+        hysa::PassedBlocks passed(input.get(), bands);
         std::vector<double> block;
         std::vector<float> result;
         for (int row0 = 0; row0 < rect.height; row0 += step)
@@ -69,6 +70,7 @@ protected:
             const int rows = std::min(step, rect.height - row0);
             size_t pitch = 0;
             reader.read(row0, rows, block, pitch);
+            passed.doneAbove(rect.y + row0 + rows);
             result.resize(pitch * bands.size());
             hysa::savitzkyGolayFilter(weights, block.data(), result.data(), int(bands.size()), pitch, pitch);
             hysa::writeCubeRows(output.get(), row0, rows, result.data());

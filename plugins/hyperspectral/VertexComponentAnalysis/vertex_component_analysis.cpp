@@ -58,6 +58,7 @@ protected:
         // Pass 1: mean and correlation of the complete pixels.
         const hys::BlockReader reader(input.get(), used, HysPixelRect{0, 0, width, height});
         const int step = reader.blockRows();
+        hysa::PassedBlocks passed(input.get(), used);
         const Eigen::Index p = Eigen::Index(used.size());
         std::vector<double> block;
         hysa::MomentAccumulator moments{int(p)};
@@ -66,6 +67,7 @@ protected:
             const int rows = std::min(step, height - row0);
             size_t pitch = 0;
             reader.read(row0, rows, block, pitch);
+            passed.doneAbove(row0 + rows);
             moments.add(Eigen::Map<const RowMajor>(block.data(), p, Eigen::Index(pitch)));
             progress(20.0 * (row0 + rows) / height);
         }
@@ -78,11 +80,13 @@ protected:
 
         // Pass 2: every pixel reduced to `count` coordinates, then the vertex search.
         Eigen::MatrixXf reduced(count, Eigen::Index(width) * height);
+        passed.restart();
         for (int row0 = 0; row0 < height; row0 += step)
         {
             const int rows = std::min(step, height - row0);
             size_t pitch = 0;
             reader.read(row0, rows, block, pitch);
+            passed.doneAbove(row0 + rows);
             reduced.middleCols(Eigen::Index(row0) * width, Eigen::Index(pitch)) =
                 hysa::vcaReduce(projection, Eigen::Map<const RowMajor>(block.data(), p, Eigen::Index(pitch)));
             progress(20.0 + 20.0 * (row0 + rows) / height);
@@ -124,7 +128,8 @@ protected:
         const QString abundancePath = base + "_abundance.tif";
         writeLibrary(libraryPath, headerPath, inputPath, axis, endmembers);
         writeCsv(csvPath, axis, endmembers);
-        writeAbundances(abundancePath, input.get(), reader, step, matrix, endmembers);
+        passed.restart();
+        writeAbundances(abundancePath, input.get(), reader, passed, step, matrix, endmembers);
         setResult(algokit::GenericOutputs()
                       .add(QStringLiteral("LibraryHeader"), headerPath)
                       .add(QStringLiteral("EndmemberCsv"), csvPath)
@@ -209,13 +214,14 @@ private:
     }
 
     // Pass 3: the abundances of every pixel.
-    void writeAbundances(const QString& path, GDALDataset* input, const hys::BlockReader& reader, int step,
+    void writeAbundances(const QString& path, GDALDataset* input, const hys::BlockReader& reader,
+                         hysa::PassedBlocks& passed, int step,
                          const Eigen::MatrixXd& matrix, const std::vector<Endmember>& endmembers)
     {
         const int width = input->GetRasterXSize(), height = input->GetRasterYSize();
         const int count = int(endmembers.size());
         algokit::OutputRaster output(path, QStringLiteral("GTiff"), width, height, count, GDT_Float32,
-                                     {"TILED=YES", "INTERLEAVE=BAND", "BIGTIFF=IF_SAFER"});
+                                     {"INTERLEAVE=BAND", "BIGTIFF=IF_SAFER"});
         claimOutput(path);
         output.copyGeoreferencing(input);
         for (int i = 0; i < count; ++i)
@@ -231,6 +237,7 @@ private:
             const int rows = std::min(step, height - row0);
             size_t pitch = 0;
             reader.read(row0, rows, block, pitch);
+            passed.doneAbove(row0 + rows);
             const Eigen::Map<const RowMajor> x(block.data(), matrix.rows(), Eigen::Index(pitch));
             abundances.assign(pitch * size_t(count), std::numeric_limits<float>::quiet_NaN());
             algokit::parallelFor(int(pitch), [&](int begin, int end) {

@@ -195,6 +195,26 @@ void writeCubeRows(GDALDataset* output, int row0, int rows, const float* data)
                                      .arg(row0)
                                      .arg(row0 + rows - 1)
                                      .arg(QString::fromUtf8(CPLGetLastErrorMsg())));
+    // Written blocks leave GDAL's cache at once, so that a cube of any size is written in bounded memory.
+    output->FlushCache();
+}
+
+PassedBlocks::PassedBlocks(GDALDataset* dataset, const std::vector<int>& bands) : m_dataset(dataset), m_bands(bands)
+{
+    if (!bands.empty())
+        dataset->GetRasterBand(bands.front())->GetBlockSize(&m_blockWidth, &m_blockHeight);
+    m_blockWidth = std::max(1, m_blockWidth);
+    m_blockHeight = std::max(1, m_blockHeight);
+}
+
+void PassedBlocks::doneAbove(int row)
+{
+    const int columns = (m_dataset->GetRasterXSize() + m_blockWidth - 1) / m_blockWidth;
+    const int done = row >= m_dataset->GetRasterYSize() ? (row + m_blockHeight - 1) / m_blockHeight : row / m_blockHeight;
+    for (; m_next < done; ++m_next)
+        for (int band : m_bands)
+            for (int column = 0; column < columns; ++column)
+                m_dataset->GetRasterBand(band)->FlushBlock(column, m_next, FALSE);
 }
 
 int blockRowsFor(int width, int bands, size_t bytes)

@@ -42,8 +42,26 @@ algokit::DatasetPtr openCube(const algokit::GenericParams& args, const QString& 
 algokit::OutputRaster createCube(const QString& path, GDALDataset* source, int x0, int y0, int width, int height,
                                  const SpectralAxis& axis);
 
-// Writes rows [row0, row0 + rows) of every band from a band-sequential buffer (band pitch width * rows).
+// Writes rows [row0, row0 + rows) of every band from a band-sequential buffer (band pitch width * rows), and
+// drops them from GDAL's cache.
 void writeCubeRows(GDALDataset* output, int row0, int rows, const float* data);
+
+// Drops an input's cached blocks once a top-to-bottom pass is past them, so that streaming a cube keeps about one
+// row of blocks per band in GDAL's cache whatever its size; blocks that the next rows still need stay.
+class PassedBlocks
+{
+public:
+    PassedBlocks(GDALDataset* dataset, const std::vector<int>& bands);
+    // Rows above `row` will not be read again in this pass.
+    void doneAbove(int row);
+    // Starts a new pass from the top.
+    void restart() { m_next = 0; }
+
+private:
+    GDALDataset* m_dataset;
+    std::vector<int> m_bands;
+    int m_blockWidth = 1, m_blockHeight = 1, m_next = 0;
+};
 
 // Rows per block so that one block of `bands` doubles per pixel holds about `bytes`.
 int blockRowsFor(int width, int bands, size_t bytes = 24u << 20);
