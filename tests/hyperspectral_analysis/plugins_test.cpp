@@ -534,9 +534,12 @@ TEST(HyperspectralAnalysisPlugins, BadInputIsRefusedWithOneMessageAndNothingLeft
          "0 <= y0 <= y1 < 6!"},
         {[&](AlgoResult* r) { return ExcuteAlgo_SavitzkyGolayFiltering(c, o, "1|2|3", "", 5, 1, 0, r); },
          "SavitzkyGolayFiltering: the parameter WindowSize (5) must not exceed the 3 bands filtered!"},
-        {[&](AlgoResult* r) { return ExcuteAlgo_VertexComponentAnalysis(c, o, 5, r); },
+        {[&](AlgoResult* r) { return ExcuteAlgo_VertexComponentAnalysis(c, (dir.path() + "/em.sli").toLocal8Bit(), 5, r); },
          "VertexComponentAnalysis: the parameter EndmemberCount (5) must not exceed the 4 bands of the image that "
          "are not flagged bad!"},
+        {[&](AlgoResult* r) { return ExcuteAlgo_VertexComponentAnalysis(c, o, 3, r); },
+         "VertexComponentAnalysis: the parameter OutputFile (" + out + ") must name the spectral library (.sli), not a "
+         ".tif file!"},
         {[&](AlgoResult* r) { return ExcuteAlgo_ThresholdSplit(c, 5, 1.0, o, r); },
          "ThresholdSplit: the parameter Band (5) must be between 1 and 4!"},
         {[&](AlgoResult* r) { return ExcuteAlgo_ThresholdSplit(flat.toLocal8Bit(), 2, std::nan(""), o, r); },

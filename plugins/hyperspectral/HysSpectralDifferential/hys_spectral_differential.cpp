@@ -58,8 +58,8 @@ protected:
             reader.read(row0, rows, block, pitch);
             passed.doneAbove(row0 + rows);
             result.assign(pitch * size_t(bands), std::numeric_limits<float>::quiet_NaN());
-            algokit::parallelFor(bands, [&](int begin, int end) {
-                for (int i = begin; i < end; ++i)
+            algokit::parallelFor(int(pitch), [&](int begin, int end) {
+                for (int i = 0; i < bands; ++i)
                 {
                     const double d = divisor[size_t(i)];
                     if (d == 0.0)
@@ -69,10 +69,10 @@ protected:
                     const double* centre = block.data() + size_t(i) * pitch;
                     float* target = result.data() + size_t(i) * pitch;
                     if (order == 1)
-                        for (size_t p = 0; p < pitch; ++p)
+                        for (int p = begin; p < end; ++p)
                             target[p] = float((up[p] - down[p]) / d);
                     else
-                        for (size_t p = 0; p < pitch; ++p)
+                        for (int p = begin; p < end; ++p)
                             target[p] = float((up[p] - 2.0 * centre[p] + down[p]) / d);
                 }
             });

@@ -110,9 +110,8 @@ private:
             passed.doneAbove(row0 + rows);
             scores.resize(pitch);
             const Eigen::Map<const RowMajor> x(block.data(), p, Eigen::Index(pitch));
-            const int chunks = int(std::min<size_t>(64, (pitch + 2047) / 2048));
-            algokit::parallelFor(chunks, [&](int c0, int c1) {
-                const Eigen::Index begin = Eigen::Index(pitch) * c0 / chunks, end = Eigen::Index(pitch) * c1 / chunks;
+            // One share of the pixels per core: z is (bands x share) doubles, a few tens of MB at most.
+            algokit::parallelFor(int(pitch), [&](int begin, int end) {
                 const Eigen::MatrixXd z = whiten * (x.middleCols(begin, end - begin).colwise() - mean);
                 for (Eigen::Index j = begin; j < end; ++j)
                     scores[size_t(j)] = float(z.col(j - begin).squaredNorm());

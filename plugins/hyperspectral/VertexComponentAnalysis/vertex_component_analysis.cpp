@@ -40,9 +40,10 @@ protected:
         algokit::DatasetPtr input = hysa::openCube(args, QStringLiteral("InputFile"), 2);
         const QString libraryPath = args.text(QStringLiteral("OutputFile")).required().writableOutput();
         const QString suffix = QFileInfo(libraryPath).suffix().toLower();
-        if (suffix == "hdr" || suffix == "csv")
+        // The other outputs are named after the library; a raster suffix would promise a format it is not.
+        if (QStringList{"hdr", "csv", "tif", "tiff", "img"}.contains(suffix))
             args.refuse(QStringLiteral("OutputFile"), libraryPath,
-                        QStringLiteral("must name the spectral library (.sli), not its .%1 companion").arg(suffix));
+                        QStringLiteral("must name the spectral library (.sli), not a .%1 file").arg(suffix));
         const hysa::SpectralAxis axis = hysa::readSpectralAxis(input.get());
         std::vector<int> used; // 1-based good bands
         for (int k = 0; k < axis.size(); ++k)

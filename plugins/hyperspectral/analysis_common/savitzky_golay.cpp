@@ -44,8 +44,8 @@ void savitzkyGolayFilter(const Eigen::MatrixXd& weights, const double* in, float
                          size_t pitch)
 {
     const int window = int(weights.rows()), half = window / 2;
-    algokit::parallelFor(int((pixels + 1023) / 1024), [&](int chunk0, int chunk1) {
-        const size_t begin = size_t(chunk0) * 1024, end = std::min(pixels, size_t(chunk1) * 1024);
+    algokit::parallelFor(int(pixels), [&](int first, int last) {
+        const size_t begin = size_t(first), end = size_t(last);
         std::vector<double> sum(end - begin);
         for (int k = 0; k < bands; ++k)
         {

@@ -4,6 +4,7 @@
 #include "raster_io.h"
 
 #include <cmath>
+#include <mutex>
 #include <random>
 
 namespace hysa
@@ -109,25 +110,21 @@ std::vector<std::int64_t> vcaVertices(const Eigen::MatrixXf& reduced, int endmem
         Eigen::VectorXd f = w - span * span.completeOrthogonalDecomposition().solve(w);
         f /= std::max(1e-300, f.norm());
         const Eigen::VectorXf direction = f.cast<float>();
-        // The pixel with the largest |f^T y|, split over the cores.
-        std::vector<std::pair<float, std::int64_t>> best(64, {-1.0f, -1});
-        const int chunks = int(std::min<Eigen::Index>(64, std::max<Eigen::Index>(1, count / 4096)));
-        algokit::parallelFor(chunks, [&](int c0, int c1) {
-            for (int c = c0; c < c1; ++c)
+        // The pixel with the largest |f^T y| (the first of equals), split over the cores.
+        std::pair<float, std::int64_t> winner{-1.0f, -1};
+        std::mutex lock;
+        algokit::parallelFor(int(count), [&](int begin, int end) {
+            std::pair<float, std::int64_t> best{-1.0f, -1};
+            for (Eigen::Index j = begin; j < end; ++j)
             {
-                const Eigen::Index begin = count * c / chunks, end = count * (c + 1) / chunks;
-                for (Eigen::Index j = begin; j < end; ++j)
-                {
-                    const float value = std::abs(direction.dot(reduced.col(j)));
-                    if (value > best[size_t(c)].first)
-                        best[size_t(c)] = {value, j};
-                }
+                const float value = std::abs(direction.dot(reduced.col(j)));
+                if (value > best.first)
+                    best = {value, j};
             }
+            std::lock_guard<std::mutex> guard(lock);
+            if (best.first > winner.first || (best.first == winner.first && best.second < winner.second))
+                winner = best;
         });
-        std::pair<float, std::int64_t> winner = best[0];
-        for (int c = 1; c < chunks; ++c)
-            if (best[size_t(c)].first > winner.first)
-                winner = best[size_t(c)];
         chosen.push_back(winner.second);
         if (winner.second >= 0)
             vertices.col(i) = reduced.col(winner.second).cast<double>();
