@@ -86,7 +86,7 @@ private:
             const int rows = std::min(step, height - row0);
             algokit::readRows(band, row0, rows, values);
             for (double v : values)
-                if (!missing(v))
+                if (!missing(v) && std::isfinite(v)) // infinities are classified but take no part in the histogram
                 {
                     low = std::min(low, v);
                     high = std::max(high, v);
@@ -107,7 +107,7 @@ private:
             const int rows = std::min(step, height - row0);
             algokit::readRows(band, row0, rows, values);
             for (double v : values)
-                if (!missing(v))
+                if (!missing(v) && std::isfinite(v))
                     counts[size_t(std::min(bins - 1, std::max(0, int((v - start) / width))))] += 1.0;
             progress(25.0 + 25.0 * (row0 + rows) / height);
         }
