@@ -49,7 +49,7 @@ protected:
         for (int k = 0; k < axis.size(); ++k)
             if (axis.good[size_t(k)])
                 used.push_back(k + 1);
-        const int count = args.integer(QStringLiteral("EndmemberCount")).orDefault(3).atLeast(2);
+        const int count = args.integer(QStringLiteral("EndmemberCount")).orDefault(3).range(2, 63);
         if (count > int(used.size()))
             args.refuse(QStringLiteral("EndmemberCount"), QString::number(count),
                         QStringLiteral("must not exceed the %1 bands of the image that are not flagged bad").arg(used.size()));
@@ -242,12 +242,13 @@ private:
             const Eigen::Map<const RowMajor> x(block.data(), matrix.rows(), Eigen::Index(pitch));
             abundances.assign(pitch * size_t(count), std::numeric_limits<float>::quiet_NaN());
             algokit::parallelFor(int(pitch), [&](int begin, int end) {
+                hysa::FclsSolver::Workspace workspace;
                 const Eigen::MatrixXd projections = matrix.transpose() * x.middleCols(begin, end - begin);
                 for (int j = begin; j < end; ++j)
                 {
                     if (projections.col(j - begin).hasNaN())
                         continue;
-                    const Eigen::VectorXd a = solver.solve(projections.col(j - begin));
+                    const Eigen::VectorXd a = solver.solve(projections.col(j - begin), workspace);
                     for (int i = 0; i < count; ++i)
                         abundances[size_t(i) * pitch + size_t(j)] = float(a(i));
                 }

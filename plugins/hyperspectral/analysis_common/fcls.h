@@ -4,23 +4,35 @@
 
 #include <Eigen/Dense>
 
+#include <cstdint>
+#include <unordered_map>
+
 namespace hysa
 {
 
 class FclsSolver
 {
 public:
-    // endmembers: bands x q, full column rank.
+    // endmembers: bands x q (q at most 63), full column rank.
     explicit FclsSolver(const Eigen::MatrixXd& endmembers);
+
+    // The factorised equality-constrained systems of the free sets met so far, one per thread: most pixels meet
+    // the same few, so a pixel costs a few small back-substitutions.
+    struct Workspace
+    {
+        std::unordered_map<std::uint64_t, Eigen::FullPivLU<Eigen::MatrixXd>> systems;
+    };
 
     // Abundances of the pixel whose projections on the endmembers are h = E^T x. The optimum is exact: the
     // active set ends where the Karush-Kuhn-Tucker conditions hold.
-    Eigen::VectorXd solve(const Eigen::VectorXd& h) const;
-
-    const Eigen::MatrixXd& endmembers() const { return m_endmembers; }
+    Eigen::VectorXd solve(const Eigen::VectorXd& h, Workspace& workspace) const;
+    Eigen::VectorXd solve(const Eigen::VectorXd& h) const
+    {
+        Workspace workspace;
+        return solve(h, workspace);
+    }
 
 private:
-    Eigen::MatrixXd m_endmembers;
     Eigen::MatrixXd m_gram;
 };
 
