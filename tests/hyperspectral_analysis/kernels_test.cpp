@@ -3,8 +3,8 @@
 #include "continuum.h"
 #include "fcls.h"
 #include "otsu.h"
-#include "rx_statistics.h"
 #include "references.h"
+#include "rx_statistics.h"
 #include "savitzky_golay.h"
 
 #include <gtest/gtest.h>
@@ -64,7 +64,8 @@ TEST(HyperspectralKernels, SavitzkyGolayEqualsTheLeastSquaresFitOfEachWindow)
     {
         int bands, window, order, derivative;
     };
-    for (const Case& c : {Case{12, 5, 2, 0}, Case{12, 7, 3, 1}, Case{9, 9, 4, 2}, Case{20, 11, 0, 0}, Case{15, 5, 1, 1}})
+    for (const Case& c :
+         {Case{12, 5, 2, 0}, Case{12, 7, 3, 1}, Case{9, 9, 4, 2}, Case{20, 11, 0, 0}, Case{15, 5, 1, 1}})
     {
         const size_t pixels = 3;
         std::vector<std::vector<double>> spectra(pixels);
@@ -228,8 +229,8 @@ TEST(HyperspectralKernels, OtsuSplitsWhereTheBetweenClassVarianceIsLargest)
     std::vector<int> values;
     for (int v = 0; v < 64; ++v)
     {
-        counts[size_t(v)] = std::round(100.0 * std::exp(-0.5 * std::pow((v - 15) / 4.0, 2))
-                                       + 60.0 * std::exp(-0.5 * std::pow((v - 44) / 6.0, 2)));
+        counts[size_t(v)] = std::round(100.0 * std::exp(-0.5 * std::pow((v - 15) / 4.0, 2)) +
+                                       60.0 * std::exp(-0.5 * std::pow((v - 44) / 6.0, 2)));
         values.insert(values.end(), size_t(counts[size_t(v)]), v);
     }
     double best = -1.0;

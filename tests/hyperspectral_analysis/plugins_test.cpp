@@ -409,7 +409,8 @@ TEST(HyperspectralAnalysisPlugins, VcaRecoversTheEndmembersAndAbundancesOfALinea
         int match = -1;
         for (int i = 0; i < q; ++i)
         {
-            const Eigen::VectorXd s = Eigen::Map<const Eigen::VectorXf>(found + size_t(i) * bands, bands).cast<double>();
+            const Eigen::VectorXd s =
+                Eigen::Map<const Eigen::VectorXf>(found + size_t(i) * bands, bands).cast<double>();
             const double angle = std::acos(std::min(1.0, s.dot(t) / s.norm() / t.norm()));
             if (angle < bestAngle)
                 bestAngle = angle, match = i;
@@ -463,7 +464,8 @@ TEST(HyperspectralAnalysisPlugins, ThresholdSplitGivenOrByOtsuKeepsNoDataAndName
         const QString output = dir.path() + (std::isnan(threshold) ? "/otsu.tif" : "/fixed.tif");
         StdoutCapture capture;
         RecordingResult result;
-        const bool ok = ExcuteAlgo_ThresholdSplit(input.toLocal8Bit(), 2, threshold, output.toLocal8Bit(), &result.record);
+        const bool ok =
+            ExcuteAlgo_ThresholdSplit(input.toLocal8Bit(), 2, threshold, output.toLocal8Bit(), &result.record);
         const std::vector<std::string> out = lines(capture.text());
         ASSERT_TRUE(ok) << message(result);
         ASSERT_EQ(out.size(), 3u);
@@ -502,7 +504,8 @@ TEST(HyperspectralAnalysisPlugins, BadInputIsRefusedWithOneMessageAndNothingLeft
     QTemporaryDir dir;
     const QString single = dir.path() + "/single.tif", cube = dir.path() + "/cube.tif", flat = dir.path() + "/flat.tif";
     ASSERT_TRUE(makeRaster(single, 7, 6, 1, GDT_Float32, [](int, int x, int y) { return x + y; }));
-    ASSERT_TRUE(makeCube(cube, 7, 6, {500, 550, 600, 650}, [](int b, int x, int y) { return b * x + y * y + (x * y % 5); }));
+    ASSERT_TRUE(
+        makeCube(cube, 7, 6, {500, 550, 600, 650}, [](int b, int x, int y) { return b * x + y * y + (x * y % 5); }));
     ASSERT_TRUE(makeCube(flat, 7, 6, {500, 550, 600}, [](int b, int, int) { return 3.0 + b; }));
     const QString out = dir.path() + "/out.tif";
     const QByteArray o = out.toLocal8Bit(), s = single.toLocal8Bit(), c = cube.toLocal8Bit(), z = flat.toLocal8Bit();
@@ -534,12 +537,15 @@ TEST(HyperspectralAnalysisPlugins, BadInputIsRefusedWithOneMessageAndNothingLeft
          "0 <= y0 <= y1 < 6!"},
         {[&](AlgoResult* r) { return ExcuteAlgo_SavitzkyGolayFiltering(c, o, "1|2|3", "", 5, 1, 0, r); },
          "SavitzkyGolayFiltering: the parameter WindowSize (5) must not exceed the 3 bands filtered!"},
-        {[&](AlgoResult* r) { return ExcuteAlgo_VertexComponentAnalysis(c, (dir.path() + "/em.sli").toLocal8Bit(), 5, r); },
+        {[&](AlgoResult* r) {
+             return ExcuteAlgo_VertexComponentAnalysis(c, (dir.path() + "/em.sli").toLocal8Bit(), 5, r);
+         },
          "VertexComponentAnalysis: the parameter EndmemberCount (5) must not exceed the 4 bands of the image that "
          "are not flagged bad!"},
         {[&](AlgoResult* r) { return ExcuteAlgo_VertexComponentAnalysis(c, o, 3, r); },
-         "VertexComponentAnalysis: the parameter OutputFile (" + out + ") must name the spectral library (.sli), not a "
-         ".tif file!"},
+         "VertexComponentAnalysis: the parameter OutputFile (" + out +
+             ") must name the spectral library (.sli), not a "
+             ".tif file!"},
         {[&](AlgoResult* r) { return ExcuteAlgo_ThresholdSplit(c, 5, 1.0, o, r); },
          "ThresholdSplit: the parameter Band (5) must be between 1 and 4!"},
         {[&](AlgoResult* r) { return ExcuteAlgo_ThresholdSplit(flat.toLocal8Bit(), 2, std::nan(""), o, r); },
@@ -575,8 +581,8 @@ TEST(HyperspectralAnalysisPlugins, AStoppedUnmixingLeavesNoFileBehind)
         return progress > 60.0 ? -1 : 0;
     };
     StdoutCapture capture;
-    const bool ok = ExcuteAlgo_VertexComponentAnalysis(input.toLocal8Bit(), (dir.path() + "/em.sli").toLocal8Bit(), 3,
-                                                       &result);
+    const bool ok =
+        ExcuteAlgo_VertexComponentAnalysis(input.toLocal8Bit(), (dir.path() + "/em.sli").toLocal8Bit(), 3, &result);
     capture.text();
     EXPECT_FALSE(ok);
     EXPECT_EQ(result.code, -2);
@@ -595,8 +601,9 @@ TEST(HyperspectralAnalysisPlugins, RealAvirisNgChip)
         StdoutCapture capture;
         return call();
     };
-    ASSERT_TRUE(quietly([&] { return ExcuteAlgo_ContinuumRemoval(chip.toLocal8Bit(), removed.toLocal8Bit(), &result.record); }))
-        << message(result);
+    ASSERT_TRUE(quietly([&] {
+        return ExcuteAlgo_ContinuumRemoval(chip.toLocal8Bit(), removed.toLocal8Bit(), &result.record);
+    })) << message(result);
     // 432 bands, 59 flagged bad (1-7 and the water bands): no-data there; elsewhere 0 < value <= 1, with the
     // hull's end points exactly 1.
     Dataset in = open(chip), out = open(removed);
@@ -627,12 +634,14 @@ TEST(HyperspectralAnalysisPlugins, RealAvirisNgChip)
                 EXPECT_TRUE(v > 0.0 && v <= 1.0 + 1e-6) << v;
         }
     }
-    ASSERT_TRUE(quietly([&] { return ExcuteAlgo_RXAnomalyDetection(chip.toLocal8Bit(), rx.toLocal8Bit(), 0, 0, &result.record); }))
-        << message(result);
+    ASSERT_TRUE(quietly([&] {
+        return ExcuteAlgo_RXAnomalyDetection(chip.toLocal8Bit(), rx.toLocal8Bit(), 0, 0, &result.record);
+    })) << message(result);
     for (double v : readBand(rx, 1))
         EXPECT_TRUE(std::isfinite(v) && v >= 0.0);
-    ASSERT_TRUE(quietly([&] { return ExcuteAlgo_VertexComponentAnalysis(chip.toLocal8Bit(), sli.toLocal8Bit(), 3, &result.record); }))
-        << message(result);
+    ASSERT_TRUE(quietly([&] {
+        return ExcuteAlgo_VertexComponentAnalysis(chip.toLocal8Bit(), sli.toLocal8Bit(), 3, &result.record);
+    })) << message(result);
     EXPECT_EQ(QFileInfo(sli).size(), 3 * 432 * 4);
 }
 

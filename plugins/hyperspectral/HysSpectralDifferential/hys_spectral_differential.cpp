@@ -20,7 +20,8 @@ public:
 protected:
     bool run() override
     {
-        const GenericAlgoRecord record = hysa::withoutZeros(params<GenericAlgoRecord>(), {"Order", "Interval", "Scale"});
+        const GenericAlgoRecord record =
+            hysa::withoutZeros(params<GenericAlgoRecord>(), {"Order", "Interval", "Scale"});
         algokit::GenericParams args(record, GetName());
         algokit::DatasetPtr input = hysa::openCube(args, QStringLiteral("InputFile"), 3);
         const QString outputPath = args.text(QStringLiteral("OutputFile")).required().writableOutput();

@@ -65,7 +65,8 @@ protected:
                 size_t pitch = 0;
                 reader.read(row0, rows, block, pitch);
                 passed.doneAbove(row0 + rows);
-                moments.add(Eigen::Map<const RowMajor>(block.data(), Eigen::Index(m_bands.size()), Eigen::Index(pitch)));
+                moments.add(
+                    Eigen::Map<const RowMajor>(block.data(), Eigen::Index(m_bands.size()), Eigen::Index(pitch)));
                 progress(40.0 * (row0 + rows) / m_height);
             }
             if (moments.count() < 2)
@@ -73,16 +74,18 @@ protected:
                             QStringLiteral("must have at least 2 pixels with every band present"));
             whiten = hysa::whitening(moments.shrunkCovariance());
             if (whiten.size() == 0)
-                args.refuse(QStringLiteral("InputFile"), args.text(QStringLiteral("InputFile")).value(),
-                            QStringLiteral("has a singular covariance (a band is constant or a combination of others)"));
+                args.refuse(
+                    QStringLiteral("InputFile"), args.text(QStringLiteral("InputFile")).value(),
+                    QStringLiteral("has a singular covariance (a band is constant or a combination of others)"));
             mean = moments.mean();
         }
 
         algokit::OutputRaster output(outputPath, algokit::driverForPath(outputPath), m_width, m_height, 1, GDT_Float32);
         output.copyGeoreferencing(m_input.get());
         output.band(0)->SetNoDataValue(std::numeric_limits<double>::quiet_NaN());
-        output.band(0)->SetDescription(method == 0 ? "RX score (global)" : method == 1 ? "RX score (local)"
-                                                                                        : "RX score (local mean)");
+        output.band(0)->SetDescription(method == 0   ? "RX score (global)"
+                                       : method == 1 ? "RX score (local)"
+                                                     : "RX score (local mean)");
         const double start = method == 1 ? 0.0 : 40.0;
         if (method == 0)
             globalScores(whiten, mean, output, start);
@@ -213,8 +216,8 @@ private:
         });
         auto boxSum = [&](int k, int r0, int r1, int c0, int c1) { // inclusive rows/columns of the block
             const double* table = sums.data() + size_t(k) * tableSize;
-            return table[size_t(r1 + 1) * stride + c1 + 1] - table[size_t(r0) * stride + c1 + 1]
-                   - table[size_t(r1 + 1) * stride + c0] + table[size_t(r0) * stride + c0];
+            return table[size_t(r1 + 1) * stride + c1 + 1] - table[size_t(r0) * stride + c1 + 1] -
+                   table[size_t(r1 + 1) * stride + c0] + table[size_t(r0) * stride + c0];
         };
         algokit::parallelFor(m_width * rows, [&](int begin, int end) {
             for (int index = begin; index < end; ++index)

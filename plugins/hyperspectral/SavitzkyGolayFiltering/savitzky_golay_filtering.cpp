@@ -89,8 +89,8 @@ private:
         if (parts.size() != 4)
             return HysPixelRect{0, 0, width, height};
         const std::vector<int> ends = region.intList();
-        if (ends.size() != 4 || ends[0] < 0 || ends[2] < 0 || ends[1] < ends[0] || ends[3] < ends[2] || ends[1] >= width
-            || ends[3] >= height)
+        if (ends.size() != 4 || ends[0] < 0 || ends[2] < 0 || ends[1] < ends[0] || ends[3] < ends[2] ||
+            ends[1] >= width || ends[3] >= height)
             args.refuse(QStringLiteral("Region"), region.value(),
                         QStringLiteral("must be x0|x1|y0|y1 with 0 <= x0 <= x1 < %1 and 0 <= y0 <= y1 < %2")
                             .arg(width)

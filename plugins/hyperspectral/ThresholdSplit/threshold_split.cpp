@@ -26,7 +26,8 @@ protected:
         const int bandNumber = args.integer(QStringLiteral("Band")).orDefault(1).range(1, input->GetRasterCount());
         double threshold = args.real(QStringLiteral("Threshold")).orDefault(std::nan("")).value();
         if (std::isinf(threshold))
-            args.refuse(QStringLiteral("Threshold"), QString::number(threshold), QStringLiteral("must be finite or nan"));
+            args.refuse(QStringLiteral("Threshold"), QString::number(threshold),
+                        QStringLiteral("must be finite or nan"));
         const QString outputPath = args.text(QStringLiteral("OutputFile")).required().writableOutput();
         GDALRasterBand* band = input->GetRasterBand(bandNumber);
         int hasNoData = 0;
@@ -44,7 +45,8 @@ protected:
         output.copyGeoreferencing(input.get());
         GDALRasterBand* classes = output.band(0);
         classes->SetNoDataValue(kNoData);
-        classes->SetDescription(QStringLiteral("Band %1 split at %2").arg(bandNumber).arg(threshold, 0, 'g', 10).toUtf8().constData());
+        classes->SetDescription(
+            QStringLiteral("Band %1 split at %2").arg(bandNumber).arg(threshold, 0, 'g', 10).toUtf8().constData());
         GDALColorTable colours;
         const GDALColorEntry below{0, 0, 0, 255}, above{255, 255, 255, 255};
         colours.SetColorEntry(0, &below);
@@ -69,7 +71,8 @@ protected:
             progress(progressStart + (100.0 - progressStart) * (row0 + rows) / height);
         }
         output.commit();
-        setResult(algokit::GenericOutputs().add(QStringLiteral("Threshold"), QString::number(threshold, 'g', 10)).result());
+        setResult(
+            algokit::GenericOutputs().add(QStringLiteral("Threshold"), QString::number(threshold, 'g', 10)).result());
         return true;
     }
 

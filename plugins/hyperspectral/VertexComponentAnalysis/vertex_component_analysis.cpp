@@ -51,8 +51,9 @@ protected:
                 used.push_back(k + 1);
         const int count = args.integer(QStringLiteral("EndmemberCount")).orDefault(3).range(2, 63);
         if (count > int(used.size()))
-            args.refuse(QStringLiteral("EndmemberCount"), QString::number(count),
-                        QStringLiteral("must not exceed the %1 bands of the image that are not flagged bad").arg(used.size()));
+            args.refuse(
+                QStringLiteral("EndmemberCount"), QString::number(count),
+                QStringLiteral("must not exceed the %1 bands of the image that are not flagged bad").arg(used.size()));
         const int width = input->GetRasterXSize(), height = input->GetRasterYSize();
         algokit::checkWholeImageSize(input.get(), inputPath, size_t(count) * sizeof(float));
 
@@ -111,8 +112,7 @@ protected:
             endmember.name = QStringLiteral("Endmember %1 at x%2 y%3").arg(i + 1).arg(endmember.x).arg(endmember.y);
             endmember.spectrum.resize(size_t(axis.size()));
             if (input->RasterIO(GF_Read, endmember.x, endmember.y, 1, 1, endmember.spectrum.data(), 1, 1, GDT_Float64,
-                                axis.size(), nullptr, 0, 0, sizeof(double), nullptr)
-                != CE_None)
+                                axis.size(), nullptr, 0, 0, sizeof(double), nullptr) != CE_None)
                 return fail(QStringLiteral("Reading pixel x %1, y %2 failed: %3")
                                 .arg(endmember.x)
                                 .arg(endmember.y)
@@ -148,7 +148,10 @@ private:
             throw algokit::AlgoError(QStringLiteral("Cannot write %1").arg(path));
     }
 
-    static QString listOf(const QStringList& items) { return QLatin1Char('{') + items.join(QLatin1String(", ")) + QLatin1Char('}'); }
+    static QString listOf(const QStringList& items)
+    {
+        return QLatin1Char('{') + items.join(QLatin1String(", ")) + QLatin1Char('}');
+    }
 
     void writeLibrary(const QString& path, const QString& headerPath, const QString& inputPath,
                       const hysa::SpectralAxis& axis, const std::vector<Endmember>& endmembers)
@@ -216,8 +219,8 @@ private:
 
     // Pass 3: the abundances of every pixel.
     void writeAbundances(const QString& path, GDALDataset* input, const hys::BlockReader& reader,
-                         hysa::PassedBlocks& passed, int step,
-                         const Eigen::MatrixXd& matrix, const std::vector<Endmember>& endmembers)
+                         hysa::PassedBlocks& passed, int step, const Eigen::MatrixXd& matrix,
+                         const std::vector<Endmember>& endmembers)
     {
         const int width = input->GetRasterXSize(), height = input->GetRasterYSize();
         const int count = int(endmembers.size());

@@ -60,8 +60,8 @@ Eigen::MatrixXd MomentAccumulator::shrunkCovariance(double* shrinkage) const
     // Sum of |y - d|^4 expanded in the sums kept, y being the shifted spectra.
     const double c = d.squaredNorm();
     const double sumProjSq = d.dot(scatter * d);
-    const double fourth = m_fourth + 4.0 * sumProjSq + n * c * c - 4.0 * d.dot(m_normWeighted)
-                          + 2.0 * c * scatter.trace() - 4.0 * c * n * c;
+    const double fourth = m_fourth + 4.0 * sumProjSq + n * c * c - 4.0 * d.dot(m_normWeighted) +
+                          2.0 * c * scatter.trace() - 4.0 * c * n * c;
     const double alpha =
         n >= kPlainPixelsPerBand * m_bands ? 0.0 : ledoitWolfShrinkage(biased, n, std::max(0.0, fourth));
     if (shrinkage)

@@ -53,6 +53,7 @@ Eigen::MatrixXd whitening(const Eigen::MatrixXd& covariance);
 // RX score of `pixel` against the background spectra (bands x n, n >= 2): their mean and shrunk covariance.
 // With fewer background pixels than bands the inverse is taken through the n x n Gram matrix (Woodbury), which
 // is both cheaper and the better conditioned form. NaN when the background has no variance.
-double localRxScore(const Eigen::Ref<const Eigen::MatrixXd>& background, const Eigen::Ref<const Eigen::VectorXd>& pixel);
+double localRxScore(const Eigen::Ref<const Eigen::MatrixXd>& background,
+                    const Eigen::Ref<const Eigen::VectorXd>& pixel);
 
 } // namespace hysa

@@ -130,7 +130,8 @@ algokit::OutputRaster createCube(const QString& path, GDALDataset* source, int x
     const QString driver = algokit::driverForPath(path);
     QStringList options;
     if (driver == "GTiff")
-        options << "INTERLEAVE=BAND" << "BIGTIFF=IF_SAFER";
+        options << "INTERLEAVE=BAND"
+                << "BIGTIFF=IF_SAFER";
     algokit::OutputRaster output(path, driver, width, height, axis.size(), GDT_Float32, options);
     if (x0 == 0 && y0 == 0)
         output.copyGeoreferencing(source);
@@ -154,8 +155,9 @@ algokit::OutputRaster createCube(const QString& path, GDALDataset* source, int x
         band->SetNoDataValue(nan);
         QString name = axis.names.value(k);
         if (name.isEmpty())
-            name = axis.fromMetadata ? QStringLiteral("%1 %2").arg(axis.wavelengths[size_t(k)], 0, 'g', 10).arg(axis.units).trimmed()
-                                     : QStringLiteral("Band %1").arg(k + 1);
+            name = axis.fromMetadata
+                       ? QStringLiteral("%1 %2").arg(axis.wavelengths[size_t(k)], 0, 'g', 10).arg(axis.units).trimmed()
+                       : QStringLiteral("Band %1").arg(k + 1);
         band->SetDescription(name.toUtf8().constData());
         // ENVI keeps these in its header (below); elsewhere they travel as band metadata.
         if (axis.fromMetadata && !envi)
@@ -210,7 +212,8 @@ PassedBlocks::PassedBlocks(GDALDataset* dataset, const std::vector<int>& bands) 
 void PassedBlocks::doneAbove(int row)
 {
     const int columns = (m_dataset->GetRasterXSize() + m_blockWidth - 1) / m_blockWidth;
-    const int done = row >= m_dataset->GetRasterYSize() ? (row + m_blockHeight - 1) / m_blockHeight : row / m_blockHeight;
+    const int done =
+        row >= m_dataset->GetRasterYSize() ? (row + m_blockHeight - 1) / m_blockHeight : row / m_blockHeight;
     for (; m_next < done; ++m_next)
         for (int band : m_bands)
             for (int column = 0; column < columns; ++column)

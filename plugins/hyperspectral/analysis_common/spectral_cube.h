@@ -15,10 +15,10 @@ struct SpectralAxis
 {
     std::vector<double> wavelengths; // band centres, or the band numbers 1..N when the metadata has none
     bool fromMetadata = false;
-    QString units;                   // "wavelength_units" as given; empty when absent
-    std::vector<double> fwhm;        // empty when absent
-    std::vector<char> good;          // 0 for bands flagged bad by the "bbl" list, 1 otherwise
-    QStringList names;               // band descriptions
+    QString units;            // "wavelength_units" as given; empty when absent
+    std::vector<double> fwhm; // empty when absent
+    std::vector<char> good;   // 0 for bands flagged bad by the "bbl" list, 1 otherwise
+    QStringList names;        // band descriptions
     int size() const { return int(wavelengths.size()); }
 };
 

@@ -42,8 +42,8 @@ VcaProjection vcaProjection(const Eigen::VectorXd& mean, const Eigen::MatrixXd& 
     const double powerY = correlation.trace();
     const double powerX = kept + mean.squaredNorm();
     VcaProjection projection;
-    projection.snr = 10.0 * std::log10(std::max(1e-300, (powerX - endmembers / bands * powerY))
-                                       / std::max(1e-300, powerY - powerX));
+    projection.snr =
+        10.0 * std::log10(std::max(1e-300, (powerX - endmembers / bands * powerY)) / std::max(1e-300, powerY - powerX));
     const double threshold = 15.0 + 10.0 * std::log10(double(endmembers));
     if (projection.snr > threshold)
     {
