@@ -146,6 +146,9 @@ TEST_F(Dispatch, ParametersAreConvertedByKindAndMissingOnesArriveEmptyOrZero)
     };
     for (const Row& row : rows)
     {
+        // Once an algorithm has a real plug-in (found first, beside the library), it no longer echoes.
+        if (QFile::exists(buildBinDir() + "/lib" + row.name + ".so"))
+            continue;
         RecordingResult recording;
         const CallOutcome outcome = callExcuteAlgo(row.name, row.json, &recording.record);
         EXPECT_TRUE(outcome.ok) << outcome.printed;
