@@ -25,41 +25,6 @@ ALGO_API bool ExcuteAlgo_InSAR_Slant2Ground(const char* inputFile, const char* p
         result);
 }
 
-ALGO_API bool ExcuteAlgo_Batch_AdaptiveFilter(const char* inputFiles, const char* outputDir, const char* filterType, int windowSize, AlgoResult* result)
-{
-    return runGenericEntry("Batch_AdaptiveFilter",
-        {
-            requiredText("InputFiles", inputFiles),
-            outputPath("OutputDir", outputDir),
-            text("FilterType", filterType),
-            number("WindowSize", windowSize),
-        },
-        result);
-}
-
-ALGO_API bool ExcuteAlgo_Batch_ComplexDataConvert(const char* inputFiles, const char* outputDir, const char* conversion, AlgoResult* result)
-{
-    return runGenericEntry("Batch_ComplexDataConvert",
-        {
-            requiredText("InputFiles", inputFiles),
-            outputPath("OutputDir", outputDir),
-            text("Conversion", conversion),
-        },
-        result);
-}
-
-ALGO_API bool ExcuteAlgo_Batch_MultiLook(const char* inputFiles, const char* outputDir, int azimuthLooks, int rangeLooks, AlgoResult* result)
-{
-    return runGenericEntry("Batch_MultiLook",
-        {
-            requiredText("InputFiles", inputFiles),
-            outputPath("OutputDir", outputDir),
-            number("AzimuthLooks", azimuthLooks),
-            number("RangeLooks", rangeLooks),
-        },
-        result);
-}
-
 ALGO_API bool ExcuteAlgo_Batch_S1_GRD_FastOrthoCorrection(const char* inputFiles, const char* demFile, const char* outputDir, double resolution, AlgoResult* result)
 {
     return runGenericEntry("Batch_S1_GRD_FastOrthoCorrection",
@@ -80,16 +45,6 @@ ALGO_API bool ExcuteAlgo_Batch_SARGeocode(const char* inputFiles, const char* de
             requiredText("DEMFile", demFile),
             outputPath("OutputDir", outputDir),
             number("Resolution", resolution),
-        },
-        result);
-}
-
-ALGO_API bool ExcuteAlgo_Batch_TransformToDb(const char* inputFiles, const char* outputDir, AlgoResult* result)
-{
-    return runGenericEntry("Batch_TransformToDb",
-        {
-            requiredText("InputFiles", inputFiles),
-            outputPath("OutputDir", outputDir),
         },
         result);
 }
@@ -125,17 +80,6 @@ ALGO_API bool ExcuteAlgo_RD_GenerateRPC(const char* inputFile, const char* param
         result);
 }
 
-ALGO_API bool ExcuteAlgo_SAR_WaterExtraction(const char* inputFile, const char* outputFile, double threshold, AlgoResult* result)
-{
-    return runGenericEntry("SAR_WaterExtraction",
-        {
-            requiredText("InputFile", inputFile),
-            outputPath("OutputFile", outputFile),
-            number("Threshold", threshold),
-        },
-        result);
-}
-
 ALGO_API bool ExcuteAlgo_TerrainRadiometricCorrection(const char* inputFile, const char* demFile, const char* outputFile, AlgoResult* result)
 {
     return runGenericEntry("TerrainRadiometricCorrection",
@@ -149,7 +93,7 @@ ALGO_API bool ExcuteAlgo_TerrainRadiometricCorrection(const char* inputFile, con
 
 ALGO_API bool ExcuteAlgo_WishartSupervisedClassification(const char* inputDir, const char* roiFile, const char* outputDir, AlgoResult* result)
 {
-    return runGenericEntry("WishartSupervisedClassification",
+    return runRadarGenericEntry("WishartSupervisedClassification",
         {
             requiredText("InputDir", inputDir),
             requiredText("RoiFile", roiFile),
@@ -160,7 +104,7 @@ ALGO_API bool ExcuteAlgo_WishartSupervisedClassification(const char* inputDir, c
 
 ALGO_API bool ExcuteAlgo_PolSAR_BasisChange(const char* inputDir, const char* outputDir, const char* basis, AlgoResult* result)
 {
-    return runGenericEntry("PolSAR_BasisChange",
+    return runRadarGenericEntry("PolSAR_BasisChange",
         {
             requiredText("InputDir", inputDir),
             outputPath("OutputDir", outputDir),
@@ -171,7 +115,7 @@ ALGO_API bool ExcuteAlgo_PolSAR_BasisChange(const char* inputDir, const char* ou
 
 ALGO_API bool ExcuteAlgo_PolSAR_ClassMerge(const char* inputFile, const char* outputFile, const char* mergePairs, AlgoResult* result)
 {
-    return runGenericEntry("PolSAR_ClassMerge",
+    return runRadarGenericEntry("PolSAR_ClassMerge",
         {
             requiredText("InputFile", inputFile),
             outputPath("OutputFile", outputFile),
@@ -182,7 +126,7 @@ ALGO_API bool ExcuteAlgo_PolSAR_ClassMerge(const char* inputFile, const char* ou
 
 ALGO_API bool ExcuteAlgo_PolSAR_Filter(const char* inputDir, const char* outputDir, const char* filterType, int windowSize, AlgoResult* result)
 {
-    return runGenericEntry("PolSAR_Filter",
+    return runRadarGenericEntry("PolSAR_Filter",
         {
             requiredText("InputDir", inputDir),
             outputPath("OutputDir", outputDir),
@@ -194,7 +138,7 @@ ALGO_API bool ExcuteAlgo_PolSAR_Filter(const char* inputDir, const char* outputD
 
 ALGO_API bool ExcuteAlgo_PolSAR_MatrixConvert(const char* inputDir, const char* outputDir, const char* targetMatrix, AlgoResult* result)
 {
-    return runGenericEntry("PolSAR_MatrixConvert",
+    return runRadarGenericEntry("PolSAR_MatrixConvert",
         {
             requiredText("InputDir", inputDir),
             outputPath("OutputDir", outputDir),
@@ -205,7 +149,7 @@ ALGO_API bool ExcuteAlgo_PolSAR_MatrixConvert(const char* inputDir, const char* 
 
 ALGO_API bool ExcuteAlgo_PolSAR_PolSignatures(const char* inputDir, const char* outputDir, const char* region, AlgoResult* result)
 {
-    return runGenericEntry("PolSAR_PolSignatures",
+    return runRadarGenericEntry("PolSAR_PolSignatures",
         {
             requiredText("InputDir", inputDir),
             outputPath("OutputDir", outputDir),
@@ -216,7 +160,7 @@ ALGO_API bool ExcuteAlgo_PolSAR_PolSignatures(const char* inputDir, const char* 
 
 ALGO_API bool ExcuteAlgo_PolSAR_STANFilter(const char* inputDir, const char* outputDir, int windowSize, AlgoResult* result)
 {
-    return runGenericEntry("PolSAR_STANFilter",
+    return runRadarGenericEntry("PolSAR_STANFilter",
         {
             requiredText("InputDir", inputDir),
             outputPath("OutputDir", outputDir),
@@ -227,7 +171,7 @@ ALGO_API bool ExcuteAlgo_PolSAR_STANFilter(const char* inputDir, const char* out
 
 ALGO_API bool ExcuteAlgo_PolSAR_SVMClassification(const char* inputDir, const char* roiFile, const char* outputDir, AlgoResult* result)
 {
-    return runGenericEntry("PolSAR_SVMClassification",
+    return runRadarGenericEntry("PolSAR_SVMClassification",
         {
             requiredText("InputDir", inputDir),
             requiredText("RoiFile", roiFile),
@@ -238,7 +182,7 @@ ALGO_API bool ExcuteAlgo_PolSAR_SVMClassification(const char* inputDir, const ch
 
 ALGO_API bool ExcuteAlgo_PolSAR_WishartUnsupervisedClassification(const char* inputDir, const char* outputDir, int classCount, int iterations, AlgoResult* result)
 {
-    return runGenericEntry("PolSAR_WishartUnsupervisedClassification",
+    return runRadarGenericEntry("PolSAR_WishartUnsupervisedClassification",
         {
             requiredText("InputDir", inputDir),
             outputPath("OutputDir", outputDir),
