@@ -5,6 +5,7 @@
 #include "generic_entry.h"
 #include "output_protocol.h"
 #include "kit/sar_parameter_file.h"
+#include "sys_data_source.h"
 
 #include <cpl_error.h>
 #include <gdal_priv.h>
@@ -56,6 +57,7 @@ QString inputProblem(const QString& path, const InputRule& rule)
 {
     if (!QFileInfo(path).isFile())
         return QStringLiteral("does not exist");
+    SysDataSource::RegisterGdalDrivers();
     CPLPushErrorHandler(CPLQuietErrorHandler);
     std::unique_ptr<GDALDataset, GdalCloser> dataset(
         GDALDataset::Open(path.toUtf8().constData(), GDAL_OF_RASTER | GDAL_OF_READONLY));
