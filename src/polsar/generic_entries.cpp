@@ -124,29 +124,6 @@ ALGO_API bool ExcuteAlgo_PolSAR_ClassMerge(const char* inputFile, const char* ou
         result);
 }
 
-ALGO_API bool ExcuteAlgo_PolSAR_Filter(const char* inputDir, const char* outputDir, const char* filterType, int windowSize, AlgoResult* result)
-{
-    return runRadarGenericEntry("PolSAR_Filter",
-        {
-            requiredText("InputDir", inputDir),
-            outputPath("OutputDir", outputDir),
-            text("FilterType", filterType),
-            number("WindowSize", windowSize),
-        },
-        result);
-}
-
-ALGO_API bool ExcuteAlgo_PolSAR_MatrixConvert(const char* inputDir, const char* outputDir, const char* targetMatrix, AlgoResult* result)
-{
-    return runRadarGenericEntry("PolSAR_MatrixConvert",
-        {
-            requiredText("InputDir", inputDir),
-            outputPath("OutputDir", outputDir),
-            text("TargetMatrix", targetMatrix),
-        },
-        result);
-}
-
 ALGO_API bool ExcuteAlgo_PolSAR_PolSignatures(const char* inputDir, const char* outputDir, const char* region, AlgoResult* result)
 {
     return runRadarGenericEntry("PolSAR_PolSignatures",
@@ -154,17 +131,6 @@ ALGO_API bool ExcuteAlgo_PolSAR_PolSignatures(const char* inputDir, const char* 
             requiredText("InputDir", inputDir),
             outputPath("OutputDir", outputDir),
             text("Region", region),
-        },
-        result);
-}
-
-ALGO_API bool ExcuteAlgo_PolSAR_STANFilter(const char* inputDir, const char* outputDir, int windowSize, AlgoResult* result)
-{
-    return runRadarGenericEntry("PolSAR_STANFilter",
-        {
-            requiredText("InputDir", inputDir),
-            outputPath("OutputDir", outputDir),
-            number("WindowSize", windowSize),
         },
         result);
 }

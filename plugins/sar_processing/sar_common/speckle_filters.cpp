@@ -146,15 +146,21 @@ float SpeckleBlockFilter::filterPixel(int x, int y, std::vector<float>& scratch,
         return float(local.mean + weight * (z - local.mean));
     }
     case SpeckleFilter::RefinedLee:
-        return refinedLee(x, y);
+    case SpeckleFilter::LeeSigma:
+    case SpeckleFilter::Idan:
+    {
+        Neighbourhood chosen;
+        neighbourhood(x, y, chosen, marks);
+        double mean = 0.0;
+        for (int pixel : chosen.pixels)
+            mean += m_data[pixel];
+        mean /= double(chosen.pixels.size());
+        return float(mean + chosen.weight * (z - mean));
+    }
     case SpeckleFilter::Frost:
         return frost(x, y, box(x, y, half, half));
     case SpeckleFilter::GammaMap:
         return gammaMap(z, box(x, y, half, half));
-    case SpeckleFilter::LeeSigma:
-        return leeSigma(x, y);
-    case SpeckleFilter::Idan:
-        return idan(x, y, marks);
     }
     return z;
 }
@@ -174,7 +180,50 @@ float SpeckleBlockFilter::median(int x, int y, int half, std::vector<float>& scr
     return 0.5f * (*upper + *std::max_element(scratch.begin(), upper));
 }
 
-float SpeckleBlockFilter::refinedLee(int x, int y) const
+void SpeckleBlockFilter::neighbourhood(int x, int y, Neighbourhood& chosen, std::vector<int>& marks) const
+{
+    chosen.pixels.clear();
+    chosen.weight = 0.0;
+    const int half = m_settings.window / 2;
+    // Mean and population variance of the chosen pixels, and the MMSE weight for speckle variance noise2.
+    auto weigh = [&](double noise2) {
+        double sum = 0.0, squares = 0.0;
+        for (int pixel : chosen.pixels)
+        {
+            sum += m_data[pixel];
+            squares += double(m_data[pixel]) * m_data[pixel];
+        }
+        const double n = double(chosen.pixels.size());
+        const double mean = sum / n, variance = std::max(0.0, squares / n - mean * mean);
+        chosen.weight = variance > 0.0
+                            ? std::clamp((variance - mean * mean * noise2) / (variance * (1.0 + noise2)), 0.0, 1.0)
+                            : 0.0;
+    };
+    auto addBox = [&](int radius) {
+        for (int yy = std::max(0, y - radius); yy <= std::min(m_rows - 1, y + radius); ++yy)
+            for (int xx = std::max(0, x - radius); xx <= std::min(m_width - 1, x + radius); ++xx)
+                if (std::isfinite(at(xx, yy)))
+                    chosen.pixels.push_back(yy * m_width + xx);
+    };
+    switch (m_settings.filter)
+    {
+    case SpeckleFilter::RefinedLee:
+        refinedLeeHalf(x, y, chosen.pixels);
+        weigh(m_cu2);
+        return;
+    case SpeckleFilter::LeeSigma:
+        leeSigma(x, y, chosen);
+        return;
+    case SpeckleFilter::Idan:
+        idan(x, y, chosen, marks);
+        return;
+    default:
+        addBox(half); // the box mean
+        return;
+    }
+}
+
+void SpeckleBlockFilter::refinedLeeHalf(int x, int y, std::vector<int>& pixels) const
 {
     const int s = subWindow(m_settings.window), step = (m_settings.window - s) / 2;
     double m[3][3];
@@ -193,23 +242,12 @@ float SpeckleBlockFilter::refinedLee(int x, int y) const
     const double centre = m[1][1];
     const double first = m[sides[edge][0][0]][sides[edge][0][1]], second = m[sides[edge][1][0]][sides[edge][1][1]];
     const std::vector<int>& offsets = m_halves[2 * edge + (std::fabs(centre - first) <= std::fabs(centre - second) ? 0 : 1)];
-    double sum = 0.0, squares = 0.0;
-    int count = 0;
     for (size_t k = 0; k < offsets.size(); k += 2)
     {
         const int xx = x + offsets[k], yy = y + offsets[k + 1];
-        if (xx < 0 || yy < 0 || xx >= m_width || yy >= m_rows)
-            continue;
-        const double v = at(xx, yy);
-        if (std::isfinite(v))
-        {
-            sum += v;
-            squares += v * v;
-            ++count;
-        }
+        if (xx >= 0 && yy >= 0 && xx < m_width && yy < m_rows && std::isfinite(at(xx, yy)))
+            pixels.push_back(yy * m_width + xx);
     }
-    const double mean = sum / count;
-    return mmse(at(x, y), mean, std::max(0.0, squares / count - mean * mean), m_cu2);
 }
 
 float SpeckleBlockFilter::frost(int x, int y, const Moments& local) const
@@ -256,7 +294,7 @@ float SpeckleBlockFilter::gammaMap(float z, const Moments& local) const
     return float((b * mean + std::sqrt(std::max(0.0, d))) / (2.0 * alpha));
 }
 
-float SpeckleBlockFilter::leeSigma(int x, int y) const
+void SpeckleBlockFilter::leeSigma(int x, int y, Neighbourhood& chosen) const
 {
     const float z = at(x, y);
     // Point targets: the pixel and at least four others of its 3 x 3 neighbourhood above the scene's 98th
@@ -268,7 +306,11 @@ float SpeckleBlockFilter::leeSigma(int x, int y) const
             for (int xx = std::max(0, x - 1); xx <= std::min(m_width - 1, x + 1); ++xx)
                 bright += at(xx, yy) >= m_settings.brightThreshold;
         if (bright >= 5)
-            return z;
+        {
+            chosen.pixels.push_back(y * m_width + x);
+            chosen.weight = 1.0;
+            return;
+        }
     }
     // The a priori mean from the 3 x 3 MMSE estimate sets the sigma range.
     const Moments small = box(x, y, 1, 1);
@@ -276,61 +318,71 @@ float SpeckleBlockFilter::leeSigma(int x, int y) const
     const double low = m_sigma.low * prior, high = m_sigma.high * prior;
     const int half = m_settings.window / 2;
     double sum = 0.0, squares = 0.0;
-    int count = 0;
     for (int yy = std::max(0, y - half); yy <= std::min(m_rows - 1, y + half); ++yy)
         for (int xx = std::max(0, x - half); xx <= std::min(m_width - 1, x + half); ++xx)
         {
             const double v = at(xx, yy);
             if (v >= low && v <= high)
             {
+                chosen.pixels.push_back(yy * m_width + xx);
                 sum += v;
                 squares += v * v;
-                ++count;
             }
         }
-    if (count < 2)
-        return float(prior);
-    const double mean = sum / count;
-    return mmse(z, mean, std::max(0.0, squares / count - mean * mean), m_sigma.truncatedVariance);
+    if (chosen.pixels.size() < 2)
+    {
+        // Nothing in range: the 3 x 3 estimate.
+        chosen.pixels.clear();
+        for (int yy = std::max(0, y - 1); yy <= std::min(m_rows - 1, y + 1); ++yy)
+            for (int xx = std::max(0, x - 1); xx <= std::min(m_width - 1, x + 1); ++xx)
+                if (std::isfinite(at(xx, yy)))
+                    chosen.pixels.push_back(yy * m_width + xx);
+        chosen.weight = small.variance > 0.0 ? (prior - small.mean) / (z - small.mean) : 0.0;
+        if (!std::isfinite(chosen.weight))
+            chosen.weight = 0.0;
+        return;
+    }
+    const double n = double(chosen.pixels.size()), mean = sum / n, variance = std::max(0.0, squares / n - mean * mean);
+    const double noise2 = m_sigma.truncatedVariance;
+    chosen.weight = variance > 0.0 ? std::clamp((variance - mean * mean * noise2) / (variance * (1.0 + noise2)), 0.0, 1.0) : 0.0;
 }
 
-float SpeckleBlockFilter::idan(int x, int y, std::vector<int>& marks) const
+void SpeckleBlockFilter::idan(int x, int y, Neighbourhood& chosen, std::vector<int>& marks) const
 {
     const int reach = m_settings.window, side = 2 * reach + 1;
     const size_t limit = size_t(m_settings.window) * m_settings.window;
     marks.assign(size_t(side) * side, 0);
-    std::vector<int> region;
-    // Grows the 8-connected region of pixels within tolerance of seed around (x, y); pass numbers the marks.
+    std::vector<int>& region = chosen.pixels;
+    // Grows the 8-connected region (block pixel indices) of pixels within the speckle range of seed around
+    // (x, y); pass numbers the marks. Returns the region's mean and variance.
     auto grow = [&](double seed, int pass) {
         region.clear();
-        region.push_back(reach * side + reach);
-        marks[region.back()] = pass;
+        region.push_back(y * m_width + x);
+        marks[size_t(reach) * side + reach] = pass;
         for (size_t next = 0; next < region.size() && region.size() < limit; ++next)
         {
-            const int cx = region[next] % side, cy = region[next] / side;
+            const int cx = region[next] % m_width, cy = region[next] / m_width;
             for (int dy = -1; dy <= 1 && region.size() < limit; ++dy)
                 for (int dx = -1; dx <= 1 && region.size() < limit; ++dx)
                 {
-                    const int nx = cx + dx, ny = cy + dy;
-                    if (nx < 0 || ny < 0 || nx >= side || ny >= side || marks[size_t(ny) * side + nx] == pass)
-                        continue;
-                    const int ix = x + nx - reach, iy = y + ny - reach;
-                    if (ix < 0 || iy < 0 || ix >= m_width || iy >= m_rows)
+                    const int ix = cx + dx, iy = cy + dy;
+                    const int mx = ix - x + reach, my = iy - y + reach;
+                    if (mx < 0 || my < 0 || mx >= side || my >= side || ix < 0 || iy < 0 || ix >= m_width ||
+                        iy >= m_rows || marks[size_t(my) * side + mx] == pass)
                         continue;
                     const double v = at(ix, iy);
                     if (v >= m_sigma.low * seed && v <= m_sigma.high * seed)
                     {
-                        marks[size_t(ny) * side + nx] = pass;
-                        region.push_back(ny * side + nx);
+                        marks[size_t(my) * side + mx] = pass;
+                        region.push_back(iy * m_width + ix);
                     }
                 }
         }
         double sum = 0.0, squares = 0.0;
-        for (int cell : region)
+        for (int pixel : region)
         {
-            const double v = at(x + cell % side - reach, y + cell / side - reach);
-            sum += v;
-            squares += v * v;
+            sum += m_data[pixel];
+            squares += double(m_data[pixel]) * m_data[pixel];
         }
         const double mean = sum / double(region.size());
         return Moments{int(region.size()), mean, std::max(0.0, squares / double(region.size()) - mean * mean)};
@@ -340,10 +392,11 @@ float SpeckleBlockFilter::idan(int x, int y, std::vector<int>& marks) const
     // around the seed that holds 95 % of the speckle with unit mean (see sigmaRange): the symmetric test
     // |z - seed| <= 2 Cu seed of the original would cut the long upper tail of few-look intensity and bias the
     // region's mean low.
-    const double seed = box(x, y, 1, 1).mean;
-    const Moments first = grow(seed, 1);
+    const Moments first = grow(box(x, y, 1, 1).mean, 1);
     const Moments second = grow(first.mean, 2);
-    return mmse(at(x, y), second.mean, second.variance, m_cu2);
+    chosen.weight = second.variance > 0.0
+                        ? std::clamp((second.variance - second.mean * second.mean * m_cu2) / (second.variance * (1.0 + m_cu2)), 0.0, 1.0)
+                        : 0.0;
 }
 
 } // namespace sar

@@ -55,14 +55,24 @@ public:
     // Moments of the valid pixels of the (2 halfX + 1) x (2 halfY + 1) box around (x, y), clipped to the block.
     Moments box(int x, int y, int halfX, int halfY) const;
 
+    // The pixels (block indices y * width + x) and weight of the filters whose estimate is linear in the
+    // neighbours: mean of the pixels + weight (z - mean). Boxcar (weight 0), RefinedLee, LeeSigma, IDAN; the
+    // polarimetric filters apply the choice made on the span to every matrix element.
+    struct Neighbourhood
+    {
+        std::vector<int> pixels;
+        double weight = 0.0;
+    };
+    void neighbourhood(int x, int y, Neighbourhood& chosen, std::vector<int>& marks) const;
+
 private:
     float filterPixel(int x, int y, std::vector<float>& scratch, std::vector<int>& marks) const;
     float median(int x, int y, int half, std::vector<float>& scratch) const;
-    float refinedLee(int x, int y) const;
+    void refinedLeeHalf(int x, int y, std::vector<int>& pixels) const;
     float frost(int x, int y, const Moments& local) const;
     float gammaMap(float z, const Moments& local) const;
-    float leeSigma(int x, int y) const;
-    float idan(int x, int y, std::vector<int>& marks) const;
+    void leeSigma(int x, int y, Neighbourhood& chosen) const;
+    void idan(int x, int y, Neighbourhood& chosen, std::vector<int>& marks) const;
     // Linear MMSE estimate of z from moments with speckle variance noise2 (Lee 1981's form).
     static float mmse(float z, double mean, double variance, double noise2);
     float at(int x, int y) const { return m_data[size_t(y) * m_width + x]; }
