@@ -113,17 +113,6 @@ ALGO_API bool ExcuteAlgo_PolSAR_BasisChange(const char* inputDir, const char* ou
         result);
 }
 
-ALGO_API bool ExcuteAlgo_PolSAR_ClassMerge(const char* inputFile, const char* outputFile, const char* mergePairs, AlgoResult* result)
-{
-    return runRadarGenericEntry("PolSAR_ClassMerge",
-        {
-            requiredText("InputFile", inputFile),
-            outputPath("OutputFile", outputFile),
-            text("MergePairs", mergePairs),
-        },
-        result);
-}
-
 ALGO_API bool ExcuteAlgo_PolSAR_PolSignatures(const char* inputDir, const char* outputDir, const char* region, AlgoResult* result)
 {
     return runRadarGenericEntry("PolSAR_PolSignatures",
@@ -142,18 +131,6 @@ ALGO_API bool ExcuteAlgo_PolSAR_SVMClassification(const char* inputDir, const ch
             requiredText("InputDir", inputDir),
             requiredText("RoiFile", roiFile),
             outputPath("OutputDir", outputDir),
-        },
-        result);
-}
-
-ALGO_API bool ExcuteAlgo_PolSAR_WishartUnsupervisedClassification(const char* inputDir, const char* outputDir, int classCount, int iterations, AlgoResult* result)
-{
-    return runRadarGenericEntry("PolSAR_WishartUnsupervisedClassification",
-        {
-            requiredText("InputDir", inputDir),
-            outputPath("OutputDir", outputDir),
-            number("ClassCount", classCount),
-            number("Iterations", iterations),
         },
         result);
 }
