@@ -94,7 +94,7 @@ def report(case, mine, peer_name, peer, extra=""):
 
 
 def main():
-    otb = shutil.which("otbcli_Despeckle") is not None
+    with_otb = shutil.which("otbcli_Despeckle") is not None
     with tempfile.TemporaryDirectory(prefix="sar_bench_") as folder:
         scene = os.path.join(folder, "scene.tif")
         make_intensity(scene)
@@ -103,7 +103,7 @@ def main():
             out = os.path.join(folder, "ours_" + ours_name)
             mine = ours("Batch_AdaptiveFilter", scene, out, ours_name, WINDOW)
             mine_image = gdal.Open(os.path.join(out, "scene_%s.tif" % ours_name)).ReadAsArray()
-            if otb:
+            if with_otb:
                 target = os.path.join(folder, "otb_%s.tif" % otb_name)
                 args = ["otbcli_Despeckle", "-in", scene, "-out", target, "float", "-filter", otb_name,
                         "-filter.%s.rad" % otb_name, str(WINDOW // 2)]
@@ -160,7 +160,8 @@ def main():
                           os.path.join(s2, "s12.bin"), "-invh", os.path.join(s2, "s21.bin"), "-invv",
                           os.path.join(s2, "s22.bin"), "-conv", "msinclairtocoherency", "-outc", target])
             t11 = np.fromfile(os.path.join(folder, "conv", "T3", "T11.bin"), np.float32).reshape(half, half)
-            otb_t11 = gdal.Open(target).GetRasterBand(1).ReadAsArray().real
+            otb = gdal.Open(target)  # held: a band must not outlive its dataset
+            otb_t11 = otb.GetRasterBand(1).ReadAsArray().real
             report("S2 to T3 %dx%d" % (half, half), mine, "otbcli_SARPolarMatrixConvert", peer,
                    ", T11 largest relative difference %.2g" % float(np.max(np.abs(t11 - otb_t11) / np.maximum(otb_t11, 1e-6))))
 

@@ -102,17 +102,6 @@ ALGO_API bool ExcuteAlgo_WishartSupervisedClassification(const char* inputDir, c
         result);
 }
 
-ALGO_API bool ExcuteAlgo_PolSAR_BasisChange(const char* inputDir, const char* outputDir, const char* basis, AlgoResult* result)
-{
-    return runRadarGenericEntry("PolSAR_BasisChange",
-        {
-            requiredText("InputDir", inputDir),
-            outputPath("OutputDir", outputDir),
-            text("Basis", basis),
-        },
-        result);
-}
-
 ALGO_API bool ExcuteAlgo_PolSAR_PolSignatures(const char* inputDir, const char* outputDir, const char* region, AlgoResult* result)
 {
     return runRadarGenericEntry("PolSAR_PolSignatures",

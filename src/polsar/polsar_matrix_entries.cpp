@@ -1,4 +1,4 @@
-// Entries of the polarimetric matrix folders (conversion, speckle filters): the radar pattern, with the folder,
+// Entries of the polarimetric matrix folders (conversion, change of basis, speckle filters): the radar pattern, with the folder,
 // word and window checked before the plug-in runs.
 #include "entry_guard.h"
 #include "generic_entry.h"
@@ -127,6 +127,29 @@ ALGO_API bool ExcuteAlgo_PolSAR_STANFilter(const char* inputDir, const char* out
         return runRadarGenericEntry(algo,
                                     {requiredText("InputDir", inputDir), outputPath("OutputDir", outputDir),
                                      number("WindowSize", windowSize)},
+                                    result);
+    });
+}
+
+ALGO_API bool ExcuteAlgo_PolSAR_BasisChange(const char* inputDir, const char* outputDir, const char* basis, AlgoResult* result)
+{
+    return guardEntry("ExcuteAlgo_PolSAR_BasisChange", [&] {
+        const char* algo = "PolSAR_BasisChange";
+        const QString input = local(inputDir), output = local(outputDir), basisText = local(basis);
+        sar::PolMatrix kind;
+        sar::PolConfig config;
+        if (!checkFolders(algo, input, output, &kind, &config))
+            return false;
+        if (kind == sar::PolMatrix::C2)
+            return refuseParameter(algo, "InputDir", input,
+                                   "holds C2 matrices: a change of basis needs both channels of both polarisations");
+        double psi = 0.0, chi = 0.0;
+        if (!sar::parsePolarisationBasis(basisText.toStdString(), &psi, &chi))
+            return refuseParameter(algo, "Basis", basisText, "must be linear, circular or orientation,ellipticity in degrees");
+        if (!checkNotInput(algo, input, output, sar::polMatrixName(kind)))
+            return false;
+        return runRadarGenericEntry(algo,
+                                    {requiredText("InputDir", inputDir), outputPath("OutputDir", outputDir), text("Basis", basis)},
                                     result);
     });
 }

@@ -154,6 +154,25 @@ TEST(PolsarMatrices, ConversionsFollowThePauliAndSymmetrisationFormulas)
             for (int b = 0; b < 4; ++b)
                 EXPECT_LT(std::abs(t4(a, b) - pauli4[a] * std::conj(pauli4[b])), 1e-9);
         EXPECT_NEAR(sar::span(sar::PolMatrix::T4, t4), std::norm(HH) + std::norm(HV) + std::norm(VH) + std::norm(VV), 1e-9);
+        // The bulk converter agrees with the step-by-step conversion for every pair it can make.
+        for (int from = 0; from < 6; ++from)
+            for (int to = 1; to < 6; ++to)
+            {
+                const sar::PolMatrix a = sar::PolMatrix(from), b = sar::PolMatrix(to);
+                if (!sar::convertible(a, b))
+                    continue;
+                float in[16], bulk[16], stepwise[16];
+                if (a == sar::PolMatrix::S2)
+                    std::copy(s2, s2 + 8, in);
+                else
+                    sar::floatsFromMatrix(a, sar::convertMatrix(sar::PolMatrix::S2, a, c4), in);
+                sar::PolCov source;
+                sar::matrixFromFloats(a, in, source);
+                sar::floatsFromMatrix(b, sar::convertMatrix(a, b, source), stepwise);
+                sar::MatrixConverter(a, b).convert(in, bulk);
+                for (int k = 0; k < sar::floatsPerPixel(b); ++k)
+                    ASSERT_NEAR(bulk[k], stepwise[k], 1e-5 * (1.0 + std::fabs(stepwise[k]))) << from << " -> " << to;
+            }
         // Round trips between the kinds of one side.
         for (auto [a, b] : {std::pair{sar::PolMatrix::T3, sar::PolMatrix::C3}, std::pair{sar::PolMatrix::T4, sar::PolMatrix::C4}})
         {
@@ -364,4 +383,67 @@ TEST(PolsarEntries, RealCoherencyScene)
     const EntryRun run = capture([&] { return ExcuteAlgo_PolSAR_Filter(input.c_str(), (out + "/f").c_str(), "RefinedLee", 7, nullptr); });
     ASSERT_TRUE(run.ok) << run.printed;
     std::printf("real T3 round trip: worst relative difference %.2g; %s", worst, run.printed.substr(run.printed.find("[OUTPUT] PolSAR_Filter_ENL")).c_str());
+}
+
+TEST(PolsarEntries, BasisChangeKeepsSpanAndEigenvaluesAndTurnsReflectorsAsTheTextbookSays)
+{
+    QTemporaryDir dir;
+    const QString d = dir.path();
+    // S2: a trihedral (S = I) in column 0, a dihedral (S = diag(1, -1)) in column 1.
+    writeFolder(d + "/S2", {"s11.bin", "s12.bin", "s21.bin", "s22.bin"}, 2, 1, 2, [](int x, int, std::vector<float>& f) {
+        f[0] = 1.0f;
+        f[6] = x == 0 ? 1.0f : -1.0f;
+    });
+    const std::string s2 = (d + "/S2").toStdString(), out = (d + "/circ").toStdString();
+    const EntryRun run = capture([&] { return ExcuteAlgo_PolSAR_BasisChange(s2.c_str(), out.c_str(), "circular", nullptr); });
+    ASSERT_TRUE(run.ok) << run.printed;
+    std::vector<std::vector<float>> s;
+    for (const char* name : {"s11.bin", "s12.bin", "s21.bin", "s22.bin"})
+        s.push_back(readFloats(d + "/circ/S2/" + name));
+    const auto power = [&](int channel, int pixel) { return std::hypot(s[size_t(channel)][2 * pixel], s[size_t(channel)][2 * pixel + 1]); };
+    // Circular basis: the trihedral answers in the opposite sense only, the dihedral in the same sense only.
+    EXPECT_NEAR(power(0, 0), 0.0, 1e-6);
+    EXPECT_NEAR(power(3, 0), 0.0, 1e-6);
+    EXPECT_NEAR(power(1, 0), 1.0, 1e-6);
+    EXPECT_NEAR(power(0, 1), 1.0, 1e-6);
+    EXPECT_NEAR(power(3, 1), 1.0, 1e-6);
+    EXPECT_NEAR(power(1, 1), 0.0, 1e-6);
+
+    // T3 of Wishart samples in an elliptical basis: span and eigenvalues of every pixel stay.
+    Eigen::Matrix3cd sigma;
+    sigma << 3.0, Complex(0.5, 0.2), Complex(0.1, 0.0), Complex(0.5, -0.2), 1.0, Complex(0.0, 0.3), Complex(0.1, 0.0),
+        Complex(0.0, -0.3), 0.5;
+    WishartSampler samples(sigma, 4);
+    std::vector<Eigen::Matrix3cd> matrices;
+    writeFolder(d + "/T3", kT3, 1, 4, 5, [&](int, int, std::vector<float>& f) {
+        Eigen::Matrix3cd t = Eigen::Matrix3cd::Zero();
+        for (int l = 0; l < 4; ++l)
+            t += samples.next() / 4.0;
+        upper3(t, f);
+        matrices.push_back(fromUpper3(f, 0, 1));
+    });
+    const std::string t3 = (d + "/T3").toStdString(), ell = (d + "/ell").toStdString();
+    ASSERT_TRUE(capture([&] { return ExcuteAlgo_PolSAR_BasisChange(t3.c_str(), ell.c_str(), "elliptical:30,10", nullptr); }).ok);
+    std::vector<float> all;
+    for (const std::string& name : kT3)
+    {
+        const std::vector<float> element = readFloats(d + "/ell/T3/" + QString::fromStdString(name));
+        all.insert(all.end(), element.begin(), element.end());
+    }
+    double largestChange = 0.0;
+    for (size_t p = 0; p < matrices.size(); ++p)
+    {
+        const Eigen::Matrix3cd changed = fromUpper3(all, p, matrices.size());
+        const Eigen::Vector3d before = Eigen::SelfAdjointEigenSolver<Eigen::Matrix3cd>(matrices[p]).eigenvalues();
+        const Eigen::Vector3d after = Eigen::SelfAdjointEigenSolver<Eigen::Matrix3cd>(changed).eigenvalues();
+        EXPECT_NEAR(changed.trace().real(), matrices[p].trace().real(), 1e-5 * matrices[p].trace().real());
+        EXPECT_LT((after - before).norm(), 1e-5 * before.norm());
+        largestChange = std::max(largestChange, (changed - matrices[p]).norm() / matrices[p].norm());
+    }
+    EXPECT_GT(largestChange, 0.05); // the matrices themselves did change
+
+    const EntryRun bad = capture([&] { return ExcuteAlgo_PolSAR_BasisChange(t3.c_str(), ell.c_str(), "30,60", nullptr); });
+    EXPECT_FALSE(bad.ok);
+    EXPECT_EQ(bad.printed, "[ERROR] PolSAR_BasisChange: the parameter Basis (30,60) must be linear, circular or "
+                           "orientation,ellipticity in degrees!\n");
 }

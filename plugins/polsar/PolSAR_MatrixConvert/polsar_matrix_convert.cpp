@@ -36,22 +36,14 @@ protected:
         const int width = reader.width(), height = reader.height();
         const int inFloats = sar::floatsPerPixel(reader.kind()), outFloats = sar::floatsPerPixel(target);
         const int blockRows = std::max(1, int((16u << 20) / (size_t(width) * 4 * (inFloats + outFloats))));
+        const sar::MatrixConverter converter(reader.kind(), target);
         std::vector<float> in, out;
         algokit::forEachRowBlock(height, blockRows, [&](int row0, int rows) {
             reader.readRows(row0, rows, in);
             out.resize(size_t(rows) * width * outFloats);
             algokit::parallelFor(rows, [&](int begin, int end) {
-                sar::PolCov matrix;
                 for (size_t p = size_t(begin) * width; p < size_t(end) * width; ++p)
-                {
-                    if (target == sar::PolMatrix::S2)
-                    {
-                        std::copy(in.begin() + p * inFloats, in.begin() + (p + 1) * inFloats, out.begin() + p * outFloats);
-                        continue;
-                    }
-                    sar::matrixFromFloats(reader.kind(), in.data() + p * inFloats, matrix);
-                    sar::floatsFromMatrix(target, sar::convertMatrix(reader.kind(), target, matrix), out.data() + p * outFloats);
-                }
+                    converter.convert(in.data() + p * inFloats, out.data() + p * outFloats);
             });
             writer.writeRows(rows, out);
             progress(100.0 * (row0 + rows) / height);

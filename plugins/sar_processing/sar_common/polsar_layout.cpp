@@ -135,6 +135,37 @@ bool convertible(PolMatrix from, PolMatrix to)
     return true;
 }
 
+bool parsePolarisationBasis(const std::string& text, double* orientation, double* ellipticity)
+{
+    std::string t = text;
+    t.erase(0, t.find_first_not_of(" \t"));
+    t.erase(t.find_last_not_of(" \t") + 1);
+    if (t == "linear" || t == "circular")
+    {
+        *orientation = 0.0;
+        *ellipticity = t == "circular" ? 45.0 : 0.0;
+        return true;
+    }
+    if (t.rfind("elliptical:", 0) == 0)
+        t = t.substr(11);
+    const size_t comma = t.find(',');
+    if (comma == std::string::npos || t.size() > 64)
+        return false;
+    char* end = nullptr;
+    const std::string first = t.substr(0, comma), second = t.substr(comma + 1);
+    const double psi = std::strtod(first.c_str(), &end);
+    if (end == first.c_str() || std::string(end).find_first_not_of(" \t") != std::string::npos)
+        return false;
+    const double chi = std::strtod(second.c_str(), &end);
+    if (end == second.c_str() || std::string(end).find_first_not_of(" \t") != std::string::npos)
+        return false;
+    if (!(psi >= -90.0 && psi <= 90.0 && chi >= -45.0 && chi <= 45.0))
+        return false;
+    *orientation = psi;
+    *ellipticity = chi;
+    return true;
+}
+
 std::string inspectPolFolder(const std::string& dir, PolMatrix* kind, PolConfig* config)
 {
     namespace fs = std::filesystem;

@@ -56,4 +56,9 @@ bool convertible(PolMatrix from, PolMatrix to);
 // set of element files, an element file shorter than Nrow x Ncol).
 std::string inspectPolFolder(const std::string& dir, PolMatrix* kind, PolConfig* config);
 
+// The Basis text of a change of polarisation basis: "linear" (H, V), "circular" (orientation 0, ellipticity 45)
+// or "<orientation>,<ellipticity>" in degrees (-90..90 and -45..45), optionally after "elliptical:". False when
+// the text is none of these.
+bool parsePolarisationBasis(const std::string& text, double* orientation, double* ellipticity);
+
 } // namespace sar
