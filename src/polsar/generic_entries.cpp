@@ -102,17 +102,6 @@ ALGO_API bool ExcuteAlgo_WishartSupervisedClassification(const char* inputDir, c
         result);
 }
 
-ALGO_API bool ExcuteAlgo_PolSAR_PolSignatures(const char* inputDir, const char* outputDir, const char* region, AlgoResult* result)
-{
-    return runRadarGenericEntry("PolSAR_PolSignatures",
-        {
-            requiredText("InputDir", inputDir),
-            outputPath("OutputDir", outputDir),
-            text("Region", region),
-        },
-        result);
-}
-
 ALGO_API bool ExcuteAlgo_PolSAR_SVMClassification(const char* inputDir, const char* roiFile, const char* outputDir, AlgoResult* result)
 {
     return runRadarGenericEntry("PolSAR_SVMClassification",

@@ -1,4 +1,4 @@
-// Entries of the polarimetric matrix folders (conversion, change of basis, speckle filters): the radar pattern, with the folder,
+// Entries of the polarimetric matrix folders (conversion, change of basis, signatures, speckle filters): the radar pattern, with the folder,
 // word and window checked before the plug-in runs.
 #include "entry_guard.h"
 #include "generic_entry.h"
@@ -150,6 +150,33 @@ ALGO_API bool ExcuteAlgo_PolSAR_BasisChange(const char* inputDir, const char* ou
             return false;
         return runRadarGenericEntry(algo,
                                     {requiredText("InputDir", inputDir), outputPath("OutputDir", outputDir), text("Basis", basis)},
+                                    result);
+    });
+}
+
+ALGO_API bool ExcuteAlgo_PolSAR_PolSignatures(const char* inputDir, const char* outputDir, const char* region,
+                                              AlgoResult* result)
+{
+    return guardEntry("ExcuteAlgo_PolSAR_PolSignatures", [&] {
+        const char* algo = "PolSAR_PolSignatures";
+        const QString input = local(inputDir), output = local(outputDir), regionText = local(region);
+        sar::PolMatrix kind;
+        sar::PolConfig config;
+        if (!checkFolders(algo, input, output, &kind, &config))
+            return false;
+        if (kind == sar::PolMatrix::C2)
+            return refuseParameter(algo, "InputDir", input, "holds C2 matrices: signatures need quad-pol data");
+        // Four integers x0|x1|y0|y1 (ends included) name a region; anything else means the whole image.
+        const QStringList parts = regionText.split('|');
+        bool numbers = parts.size() == 4;
+        int b[4] = {0, 0, 0, 0};
+        for (int i = 0; numbers && i < 4; ++i)
+            b[i] = parts[i].trimmed().toInt(&numbers);
+        if (numbers && (b[0] < 0 || b[2] < 0 || b[1] < b[0] || b[3] < b[2] || b[1] >= config.cols || b[3] >= config.rows))
+            return refuseParameter(algo, "Region", regionText,
+                                   QStringLiteral("is not inside the %1 x %2 image").arg(config.cols).arg(config.rows));
+        return runRadarGenericEntry(algo,
+                                    {requiredText("InputDir", inputDir), outputPath("OutputDir", outputDir), text("Region", region)},
                                     result);
     });
 }

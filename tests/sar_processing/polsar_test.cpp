@@ -447,3 +447,49 @@ TEST(PolsarEntries, BasisChangeKeepsSpanAndEigenvaluesAndTurnsReflectorsAsTheTex
     EXPECT_EQ(bad.printed, "[ERROR] PolSAR_BasisChange: the parameter Basis (30,60) must be linear, circular or "
                            "orientation,ellipticity in degrees!\n");
 }
+
+TEST(PolsarEntries, SignaturesOfTrihedralAndDihedralHaveTheirTextbookExtremes)
+{
+    QTemporaryDir dir;
+    const QString d = dir.path();
+    // Trihedral (S = I) in columns 0-2, dihedral (S = diag(1, -1)) in columns 3-5.
+    writeFolder(d + "/S2", {"s11.bin", "s12.bin", "s21.bin", "s22.bin"}, 2, 2, 6, [](int x, int, std::vector<float>& f) {
+        f[0] = 1.0f;
+        f[6] = x < 3 ? 1.0f : -1.0f;
+    });
+    const std::string input = (d + "/S2").toStdString();
+    const auto grids = [&](const char* region, const char* out) {
+        const std::string target = (d + "/" + out).toStdString();
+        const EntryRun run = capture([&] { return ExcuteAlgo_PolSAR_PolSignatures(input.c_str(), target.c_str(), region, nullptr); });
+        EXPECT_TRUE(run.ok) << run.printed;
+        EXPECT_NE(run.printed.find(".png\"\n"), std::string::npos) << run.printed;
+        return std::make_pair(readBand(d + "/" + out + "/S2_copol.tif", 1), readBand(d + "/" + out + "/S2_crosspol.tif", 1));
+    };
+    // Cell of orientation psi and ellipticity chi (degrees).
+    const auto at = [](const std::vector<double>& grid, int psi, int chi) { return grid[size_t(chi + 45) * 181 + psi + 90]; };
+    const auto trihedral = grids("0|2|0|1", "tri");
+    for (int psi = -90; psi <= 90; psi += 15)
+    {
+        EXPECT_NEAR(at(trihedral.first, psi, 0), 1.0, 1e-6) << psi;   // every linear polarisation comes back
+        EXPECT_NEAR(at(trihedral.first, psi, 45), 0.0, 1e-6) << psi;  // circular comes back in the other sense
+        EXPECT_NEAR(at(trihedral.second, psi, 0), 0.0, 1e-6) << psi;
+        EXPECT_NEAR(at(trihedral.second, psi, -45), 1.0, 1e-6) << psi;
+    }
+    const auto dihedral = grids("3|5|0|1", "di");
+    EXPECT_NEAR(at(dihedral.first, 0, 0), 1.0, 1e-6);
+    EXPECT_NEAR(at(dihedral.first, 90, 0), 1.0, 1e-6);
+    EXPECT_NEAR(at(dihedral.first, 45, 0), 0.0, 1e-6);
+    EXPECT_NEAR(at(dihedral.first, -45, 0), 0.0, 1e-6);
+    EXPECT_NEAR(at(dihedral.first, 20, 45), 1.0, 1e-6);
+    EXPECT_NEAR(at(dihedral.second, 45, 0), 1.0, 1e-6);
+    EXPECT_NEAR(at(dihedral.second, 0, 0), 0.0, 1e-6);
+    // One cell by hand: |u^T S u|^2 for the dihedral, u of orientation 30 and ellipticity 10 degrees.
+    const double psi = 30 * M_PI / 180, chi = 10 * M_PI / 180;
+    const Complex u1(std::cos(psi) * std::cos(chi), -std::sin(psi) * std::sin(chi)),
+        u2(std::sin(psi) * std::cos(chi), std::cos(psi) * std::sin(chi));
+    EXPECT_NEAR(at(dihedral.first, 30, 10), std::norm(u1 * u1 - u2 * u2), 1e-6); // the maximum is 1
+
+    const EntryRun outside = capture([&] { return ExcuteAlgo_PolSAR_PolSignatures(input.c_str(), (d + "/x").toStdString().c_str(), "0|6|0|1", nullptr); });
+    EXPECT_FALSE(outside.ok);
+    EXPECT_EQ(outside.printed, "[ERROR] PolSAR_PolSignatures: the parameter Region (0|6|0|1) is not inside the 6 x 2 image!\n");
+}
