@@ -196,3 +196,65 @@ TEST(PolsarClassMerge, MergesByPairsKeepingEveryPixel)
     EXPECT_FALSE(QFile::exists(d + "/cycle.tif"));
     EXPECT_FALSE(QFile::exists(d + "/count.tif"));
 }
+
+TEST(PolsarWishart, SupervisedByTrainingAreasWithItsConfusionMatrix)
+{
+    QTemporaryDir dir;
+    const QString d = dir.path();
+    Eigen::Matrix3cd surface, dihedral, volume;
+    surface << 5.0, Complex(0.6, 0.1), 0.0, Complex(0.6, -0.1), 0.5, 0.0, 0.0, 0.0, 0.1;
+    dihedral << 0.5, Complex(0.3, 0.0), 0.0, Complex(0.3, 0.0), 4.0, 0.0, 0.0, 0.0, 0.2;
+    volume << 1.0, 0.0, 0.0, 0.0, 0.9, 0.0, 0.0, 0.0, 0.8;
+    const int rows = 40, cols = 60;
+    const auto field = [](int x, int) { return x / 20; };
+    writeWishartFolder(d + "/T3", rows, cols, 4, {surface, dihedral, volume}, field, 23);
+    // One 8 x 8 training square inside each field (corners at pixel edges: 64 pixel centres each); a fourth,
+    // tiny class for the refusal.
+    const auto roi = [&](bool withTiny) {
+        QString text = "<?xml version=\"1.0\"?>\n<ROI>\n";
+        const char* names[3] = {"surface", "dihedral", "volume"};
+        for (int c = 0; c < 3; ++c)
+            text += QStringLiteral("<AREA><name>%1</name><color>%2,%3,0</color><item><type>type_Rect</type>"
+                                   "<points>%4,10,%5,10,%5,18,%4,18</points></item></AREA>\n")
+                        .arg(names[c]).arg(80 * c).arg(200 - 80 * c).arg(20 * c + 6).arg(20 * c + 14);
+        if (withTiny)
+            text += "<AREA><name>tiny</name><color>1,2,3</color><item><type>type_Rect</type>"
+                    "<points>30,30,32,30,32,32,30,32</points></item></AREA>\n";
+        QFile file(d + (withTiny ? "/tiny.xml" : "/roi.xml"));
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write((text + "</ROI>\n").toUtf8());
+        return (d + (withTiny ? "/tiny.xml" : "/roi.xml")).toStdString();
+    };
+    const std::string input = (d + "/T3").toStdString(), out = (d + "/out").toStdString(), good = roi(false), tiny = roi(true);
+    bool ok = false;
+    const std::string printed = run([&] { return ExcuteAlgo_WishartSupervisedClassification(input.c_str(), good.c_str(), out.c_str(), nullptr); }, &ok);
+    ASSERT_TRUE(ok) << printed;
+    const QString image = d + "/out/T3_WishartSupervised.tif";
+    EXPECT_NE(printed.find("[OUTPUT] WishartSupervisedClassification_images=\"" + image.toStdString() + "|" + d.toStdString() +
+                           "/out/T3_WishartSupervised_confusion.txt\"\n"), std::string::npos) << printed;
+    const std::vector<double> classes = readBand(image, 1);
+    long long right = 0;
+    for (size_t p = 0; p < classes.size(); ++p)
+        right += int(classes[p]) == field(int(p % cols), int(p / cols)) + 1;
+    const double accuracy = double(right) / double(classes.size());
+    EXPECT_GT(accuracy, 0.97);
+    // Training accuracy from the confusion matrix: 3 x 64 training pixels.
+    QFile confusion(d + "/out/T3_WishartSupervised_confusion.txt");
+    ASSERT_TRUE(confusion.open(QIODevice::ReadOnly));
+    const QString text = QString::fromUtf8(confusion.readAll());
+    long long trainingRight = 0;
+    for (int c = 0; c < 3; ++c)
+        for (int y = 10; y < 18; ++y)
+            for (int x = 20 * c + 6; x < 20 * c + 14; ++x)
+                trainingRight += int(classes[size_t(y) * cols + x]) == c + 1;
+    EXPECT_TRUE(text.contains(QStringLiteral("Overall accuracy %\t%1").arg(100.0 * trainingRight / 192.0, 0, 'f', 2))) << text.toStdString();
+    EXPECT_NE(printed.find(QStringLiteral("_training_accuracy=\"%1\"").arg(100.0 * trainingRight / 192.0, 0, 'f', 2).toStdString()),
+              std::string::npos);
+    std::printf("supervised Wishart on three simulated 4-look fields: accuracy %.4f over the image, %.4f on training\n",
+                accuracy, trainingRight / 192.0);
+
+    const std::string refused = run([&] { return ExcuteAlgo_WishartSupervisedClassification(input.c_str(), tiny.c_str(), out.c_str(), nullptr); }, &ok);
+    EXPECT_FALSE(ok);
+    EXPECT_EQ(refused, "[ERROR] WishartSupervisedClassification: the parameter RoiFile (" + tiny +
+                           ") has the class \"tiny\" with 4 pixels of the image, fewer than the 9 a covariance needs!\n");
+}
