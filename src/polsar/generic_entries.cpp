@@ -90,14 +90,3 @@ ALGO_API bool ExcuteAlgo_TerrainRadiometricCorrection(const char* inputFile, con
         },
         result);
 }
-
-ALGO_API bool ExcuteAlgo_PolSAR_SVMClassification(const char* inputDir, const char* roiFile, const char* outputDir, AlgoResult* result)
-{
-    return runRadarGenericEntry("PolSAR_SVMClassification",
-        {
-            requiredText("InputDir", inputDir),
-            requiredText("RoiFile", roiFile),
-            outputPath("OutputDir", outputDir),
-        },
-        result);
-}

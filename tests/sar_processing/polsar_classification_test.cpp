@@ -253,6 +253,23 @@ TEST(PolsarWishart, SupervisedByTrainingAreasWithItsConfusionMatrix)
     std::printf("supervised Wishart on three simulated 4-look fields: accuracy %.4f over the image, %.4f on training\n",
                 accuracy, trainingRight / 192.0);
 
+    // The SVM on per-pixel features of the same fields and training areas.
+    const std::string svmPrinted = run([&] { return ExcuteAlgo_PolSAR_SVMClassification(input.c_str(), good.c_str(), out.c_str(), nullptr); }, &ok);
+    ASSERT_TRUE(ok) << svmPrinted;
+    EXPECT_NE(svmPrinted.find("[OUTPUT] PolSAR_SVMClassification_images=\"" + d.toStdString() + "/out/T3_SVM.tif|" +
+                              d.toStdString() + "/out/T3_SVM_model.yml\"\n"), std::string::npos) << svmPrinted;
+    const std::vector<double> svmClasses = readBand(d + "/out/T3_SVM.tif", 1);
+    long long svmRight = 0;
+    for (size_t p = 0; p < svmClasses.size(); ++p)
+        svmRight += int(svmClasses[p]) == field(int(p % cols), int(p / cols)) + 1;
+    const double svmAccuracy = double(svmRight) / double(svmClasses.size());
+    EXPECT_GT(svmAccuracy, 0.9);
+    QFile model(d + "/out/T3_SVM_model.yml");
+    ASSERT_TRUE(model.open(QIODevice::ReadOnly));
+    const QByteArray modelText = model.readAll();
+    EXPECT_TRUE(modelText.contains("feature_mean") && modelText.contains("feature_deviation") && modelText.contains("RBF"));
+    std::printf("SVM on the same fields: accuracy %.4f over the image\n", svmAccuracy);
+
     const std::string refused = run([&] { return ExcuteAlgo_WishartSupervisedClassification(input.c_str(), tiny.c_str(), out.c_str(), nullptr); }, &ok);
     EXPECT_FALSE(ok);
     EXPECT_EQ(refused, "[ERROR] WishartSupervisedClassification: the parameter RoiFile (" + tiny +
