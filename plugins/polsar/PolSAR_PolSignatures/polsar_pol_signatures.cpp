@@ -131,6 +131,7 @@ private:
     void writeRaster(const QString& path, const std::vector<double>& grid, const sar::PolarimetricSignatures& s,
                      const char* description)
     {
+        claimOutput(path);
         algokit::OutputRaster raster(path, QStringLiteral("GTiff"), s.orientations, s.ellipticities, 1, GDT_Float32,
                                      {"COMPRESS=NONE"});
         raster.band(0)->SetDescription(description);

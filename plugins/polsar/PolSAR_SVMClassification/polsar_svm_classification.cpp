@@ -152,6 +152,7 @@ protected:
         }
         GDALDriver* memory = GetGDALDriverManager()->GetDriverByName("MEM");
         algokit::DatasetPtr shape(memory->Create("", width, height, 0, GDT_Byte, nullptr));
+        claimOutput(base + ".tif");
         algokit::OutputRaster output = algokit::createClassRaster(base + ".tif", shape.get(), palette, classNames);
         output.band(0)->SetNoDataValue(0);
         std::vector<unsigned char> labels;

@@ -71,6 +71,7 @@ private:
             settings.looks = 0.0;
 
         const QString outputPath = sar::batchOutputPath(outputDir, input, m_suffix);
+        claimOutput(outputPath); // a stopped batch removes what it finished too
         algokit::OutputRaster output = sar::createFloatOutput(outputPath, source.get(), bands);
         const int halo = sar::speckleHalo(settings);
         const int blockRows = std::max(64, algokit::rowsPerBlock(source.get(), 4, 8u << 20));

@@ -79,6 +79,7 @@ private:
             if (!GDALDataTypeIsComplex(source->GetRasterBand(b)->GetRasterDataType()))
                 throw algokit::AlgoError(QStringLiteral("%1 band %2 is not complex").arg(input).arg(b));
         const QString outputPath = sar::batchOutputPath(outputDir, input, word);
+        claimOutput(outputPath); // a stopped batch removes what it finished too
         algokit::OutputRaster output = sar::createFloatOutput(outputPath, source.get(), bands);
         static const char* const kUnits[] = {"", "", "radian", "", "", "dB"};
         const int blockRows = algokit::rowsPerBlock(source.get(), 8);

@@ -91,6 +91,7 @@ private:
                                          .arg(input).arg(width).arg(height).arg(looks.range).arg(looks.azimuth));
 
         const QString outputPath = sar::batchOutputPath(outputDir, input, QStringLiteral("ML"));
+        claimOutput(outputPath); // a stopped batch removes what it finished too
         algokit::OutputRaster output = sar::createFloatOutput(outputPath, source.get(), bands, outWidth, outHeight);
         double transform[6];
         if (source->GetGeoTransform(transform) == CE_None)

@@ -51,6 +51,7 @@ private:
             factors.push_back(scale == sar::RadarScale::Amplitude ? 20.0 : 10.0);
         }
         const QString outputPath = sar::batchOutputPath(outputDir, input, QStringLiteral("dB"));
+        claimOutput(outputPath); // a stopped batch removes what it finished too
         algokit::OutputRaster output = sar::createFloatOutput(outputPath, source.get(), bands);
         const int blockRows = algokit::rowsPerBlock(source.get(), 8);
         std::vector<float> values;
@@ -60,8 +61,10 @@ private:
             const float factor = float(factors[size_t(b)]);
             algokit::forEachRowBlock(height, blockRows, [&](int row0, int rows) {
                 sar::readFloatRows(source->GetRasterBand(b + 1), row0, rows, values, true);
-                for (float& v : values)
-                    v = v > 0.0f ? factor * std::log10(v) : std::numeric_limits<float>::quiet_NaN();
+                algokit::parallelFor(rows, [&](int begin, int end) {
+                    for (size_t i = size_t(begin) * source->GetRasterXSize(); i < size_t(end) * source->GetRasterXSize(); ++i)
+                        values[i] = values[i] > 0.0f ? factor * std::log10(values[i]) : std::numeric_limits<float>::quiet_NaN();
+                });
                 algokit::writeRows(output.band(b), row0, rows, values);
                 report((b + double(row0 + rows) / height) / bands);
             });
