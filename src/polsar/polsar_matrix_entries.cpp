@@ -80,8 +80,12 @@ ALGO_API bool ExcuteAlgo_PolSAR_MatrixConvert(const char* inputDir, const char* 
         sar::PolConfig config;
         if (!checkFolders(algo, input, output, &from, &config))
             return false;
-        if (!sar::polMatrixFromName(target.toStdString(), &to))
-            return refuseParameter(algo, "TargetMatrix", target, "must be one of S2, C2, C3, T3, C4, T4");
+        int azimuthLooks = 1, rangeLooks = 1;
+        if (!sar::parseTargetMatrix(target.toStdString(), &to, &azimuthLooks, &rangeLooks))
+            return refuseParameter(algo, "TargetMatrix", target,
+                                   "must be one of S2, C2, C3, T3, C4, T4, optionally with looks such as T3:4x1");
+        if (azimuthLooks > config.rows || rangeLooks > config.cols)
+            return refuseParameter(algo, "TargetMatrix", target, "asks for more looks than the image has lines or columns");
         if (!sar::convertible(from, to))
             return refuseParameter(algo, "TargetMatrix", target,
                                    QStringLiteral("cannot be made from %1").arg(sar::polMatrixName(from)));

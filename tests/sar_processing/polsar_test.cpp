@@ -252,6 +252,26 @@ TEST(PolsarEntries, ConvertThroughTheFolderLayoutAndBack)
         for (size_t p = 0; p < again.size(); ++p)
             ASSERT_NEAR(again[p], t3[e][p], 1e-5 * (1.0 + std::fabs(t3[e][p])));
     }
+    // Multilooked on the way: 2 x 3 cells of the 5 x 7 scene (2 x 2 output), each the mean of its six T3.
+    const std::string looked = (d + "/looked").toStdString();
+    ASSERT_TRUE(capture([&] { return ExcuteAlgo_PolSAR_MatrixConvert(s2Dir.c_str(), looked.c_str(), "T3:2x3", nullptr); }).ok);
+    for (size_t e = 0; e < 9; ++e)
+    {
+        const std::vector<float> cells = readFloats(d + "/looked/T3/" + QString::fromStdString(kT3[e]));
+        ASSERT_EQ(cells.size(), 4u);
+        for (int r = 0; r < 2; ++r)
+            for (int c = 0; c < 2; ++c)
+            {
+                double sum = 0.0;
+                for (int y = 2 * r; y < 2 * r + 2; ++y)
+                    for (int x = 3 * c; x < 3 * c + 3; ++x)
+                        sum += t3[e][size_t(y) * cols + x];
+                EXPECT_NEAR(cells[size_t(r) * 2 + c], sum / 6.0, 1e-5 * (1.0 + std::fabs(sum)));
+            }
+    }
+    QFile config(d + "/looked/T3/config.txt");
+    ASSERT_TRUE(config.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(config.readAll().startsWith("Nrow\n2\n---------\nNcol\n2\n"));
     EXPECT_TRUE(QFile::exists(d + "/back/T3/T11.bin.hdr"));
     EXPECT_TRUE(QFile::exists(d + "/back/T3/config.txt"));
 }
@@ -280,7 +300,11 @@ TEST(PolsarEntries, RefuseInCheckOrder)
         {"short element", [&] { return ExcuteAlgo_PolSAR_MatrixConvert(shortDir.c_str(), out.c_str(), "C3", nullptr); },
          "[ERROR] PolSAR_MatrixConvert: the parameter InputDir (" + shortDir + ") has T22.bin shorter than Nrow x Ncol samples!\n"},
         {"unknown target", [&] { return ExcuteAlgo_PolSAR_MatrixConvert(t3.c_str(), out.c_str(), "t3", nullptr); },
-         "[ERROR] PolSAR_MatrixConvert: the parameter TargetMatrix (t3) must be one of S2, C2, C3, T3, C4, T4!\n"},
+         "[ERROR] PolSAR_MatrixConvert: the parameter TargetMatrix (t3) must be one of S2, C2, C3, T3, C4, T4, optionally with looks such as T3:4x1!\n"},
+        {"looks for S2", [&] { return ExcuteAlgo_PolSAR_MatrixConvert(s2.c_str(), out.c_str(), "S2:2x2", nullptr); },
+         "[ERROR] PolSAR_MatrixConvert: the parameter TargetMatrix (S2:2x2) must be one of S2, C2, C3, T3, C4, T4, optionally with looks such as T3:4x1!\n"},
+        {"too many looks", [&] { return ExcuteAlgo_PolSAR_MatrixConvert(t3.c_str(), out.c_str(), "C3:7x1", nullptr); },
+         "[ERROR] PolSAR_MatrixConvert: the parameter TargetMatrix (C3:7x1) asks for more looks than the image has lines or columns!\n"},
         {"target out of reach", [&] { return ExcuteAlgo_PolSAR_MatrixConvert(t3.c_str(), out.c_str(), "T4", nullptr); },
          "[ERROR] PolSAR_MatrixConvert: the parameter TargetMatrix (T4) cannot be made from T3!\n"},
         {"onto itself", [&] { return ExcuteAlgo_PolSAR_MatrixConvert(t3.c_str(), d.toStdString().c_str(), "T3", nullptr); },

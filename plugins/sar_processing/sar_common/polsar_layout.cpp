@@ -135,6 +135,26 @@ bool convertible(PolMatrix from, PolMatrix to)
     return true;
 }
 
+bool parseTargetMatrix(const std::string& text, PolMatrix* kind, int* azimuthLooks, int* rangeLooks)
+{
+    const size_t colon = text.find(':');
+    if (!polMatrixFromName(text.substr(0, colon), kind))
+        return false;
+    *azimuthLooks = *rangeLooks = 1;
+    if (colon == std::string::npos)
+        return true;
+    const std::string looks = text.substr(colon + 1);
+    const size_t cross = looks.find('x');
+    const auto number = [](const std::string& digits, int* out) {
+        if (digits.empty() || digits.size() > 3 || digits.find_first_not_of("0123456789") != std::string::npos)
+            return false;
+        *out = std::atoi(digits.c_str());
+        return *out >= 1 && *out <= 100;
+    };
+    return cross != std::string::npos && number(looks.substr(0, cross), azimuthLooks) &&
+           number(looks.substr(cross + 1), rangeLooks) && *kind != PolMatrix::S2;
+}
+
 bool parsePolarisationBasis(const std::string& text, double* orientation, double* ellipticity)
 {
     std::string t = text;

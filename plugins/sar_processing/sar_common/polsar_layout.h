@@ -56,6 +56,10 @@ bool convertible(PolMatrix from, PolMatrix to);
 // set of element files, an element file shorter than Nrow x Ncol).
 std::string inspectPolFolder(const std::string& dir, PolMatrix* kind, PolConfig* config);
 
+// The TargetMatrix text of a conversion: a kind name, optionally followed by ":<azimuth>x<range>" looks to
+// average (1 to 100 each; not for S2), e.g. "T3" or "T3:4x1". False when the text is not of this form.
+bool parseTargetMatrix(const std::string& text, PolMatrix* kind, int* azimuthLooks, int* rangeLooks);
+
 // The Basis text of a change of polarisation basis: "linear" (H, V), "circular" (orientation 0, ellipticity 45)
 // or "<orientation>,<ellipticity>" in degrees (-90..90 and -45..45), optionally after "elliptical:". False when
 // the text is none of these.
