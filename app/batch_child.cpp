@@ -151,6 +151,7 @@ bool ChildRun::start(const QString& host, const QStringList& argv, QString* erro
         ::dup2(errPipe[1], STDERR_FILENO);
         ::signal(SIGINT, SIG_DFL);
         ::signal(SIGTERM, SIG_DFL);
+        ::signal(SIGPIPE, SIG_DFL);  // ignored by the batch, which must not pass that on
         ::execv(pointers[0], pointers.data());
         const char message[] = "algofactory: cannot start the host\n";
         (void)!::write(STDERR_FILENO, message, sizeof message - 1);

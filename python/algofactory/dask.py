@@ -103,6 +103,9 @@ def _parse_line(text, number):
     if not isinstance(value, list if kind == "entry" else dict):
         line["error"] = 'line %d: "%s" must be %s' % (number, body, "an array" if kind == "entry" else "a JSON object")
         return line
+    if kind == "entry" and not all(isinstance(arg, (str, int, float, bool)) for arg in value):
+        line["error"] = 'line %d: every item of "args" must be a text, a number or a boolean' % number
+        return line
     line["call"] = {kind: obj[kind], body: value}
     line["references"] = _references(value)
     return line
