@@ -2,9 +2,11 @@
 the time limit, checked against numbers computed here with GDAL and numpy. Usage: batch_host_test.py BUILD_DIR"""
 import json
 import os
+import signal
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 
 try:
@@ -136,25 +138,70 @@ class BatchHost(unittest.TestCase):
         self.assertEqual(run.returncode, 2)
         self.assertIn("line 7 of", run.stderr)
 
-    def test_a_line_over_its_time_limit_is_killed_and_its_output_removed(self):
-        f = self.folder
-        # The sample stretched to 60000 x 60000 pixels: far more work than the time limit allows.
-        vrt = os.path.join(f, "huge.vrt")
+    def huge_line(self, ident="huge"):
+        # The sample stretched to 60000 x 60000 pixels in one virtual raster: far more work than any test waits.
+        vrt = os.path.join(self.folder, "huge.vrt")
         with open(vrt, "w") as handle:
             handle.write('<VRTDataset rasterXSize="60000" rasterYSize="60000"><VRTRasterBand dataType="Byte" band="1">'
                          '<SimpleSource><SourceFilename>%s</SourceFilename><SourceBand>1</SourceBand>'
                          '<DstRect xOff="0" yOff="0" xSize="60000" ySize="60000"/></SimpleSource>'
                          '</VRTRasterBand></VRTDataset>' % os.path.abspath(SAMPLE))
-        out = os.path.join(f, "huge.tif")
-        lines = [{"id": "huge", "algorithm": "BandCompute",
-                  "params": {"CalculationExp": "b1*2", "Images": vrt, "Bands": "1", "OutputFile": out, "dataType": 6}},
-                 ndvi_line(f)]
-        run, report = batch(f, lines, "--timeout", "2", "--jobs", "2")
+        out = os.path.join(self.folder, ident + ".tif")
+        return out, {"id": ident, "algorithm": "BandCompute",
+                     "params": {"CalculationExp": "b1*2", "Images": vrt, "Bands": "1", "OutputFile": out, "dataType": 6}}
+
+    def start_until_written(self, lines, out, *options):
+        """Starts a batch and returns it once `out` exists (the long line is writing), with its report path."""
+        path = os.path.join(self.folder, "jobs.jsonl")
+        with open(path, "w") as handle:
+            handle.write("".join(json.dumps(line) + "\n" for line in lines))
+        batch = subprocess.Popen([HOST, "batch", path, *options], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                 text=True)
+        for _ in range(1200):  # bounded: at most about two minutes
+            if os.path.exists(out) or batch.poll() is not None:
+                break
+            time.sleep(0.1)
+        self.assertTrue(os.path.exists(out), "the long line never wrote its output")
+        return batch, path + ".report.jsonl"
+
+    @staticmethod
+    def report_of(path):
+        with open(path) as handle:
+            return {entry["id"]: entry for entry in map(json.loads, handle)}
+
+    def test_a_line_over_its_time_limit_is_killed_and_its_output_removed(self):
+        out, huge = self.huge_line()
+        run, report = batch(self.folder, [huge, ndvi_line(self.folder)], "--timeout", "2", "--jobs", "2")
         self.assertEqual(run.returncode, 1)
         self.assertEqual(report["huge"]["message"], "stopped after the time limit of 2 s")
         self.assertEqual(report["huge"]["outputs"], {})
         self.assertFalse(os.path.exists(out))
         self.assertTrue(report["ndvi"]["success"])
+
+    def test_a_crash_costs_its_line_only_and_ctrl_c_stops_the_batch_cleanly(self):
+        out, huge = self.huge_line()
+        batch_run, report_path = self.start_until_written([huge, ndvi_line(self.folder)], out, "--jobs", "1")
+        with open("/proc/%d/task/%d/children" % (batch_run.pid, batch_run.pid)) as handle:
+            child = int(handle.read().split()[0])
+        os.kill(child, signal.SIGKILL)  # as the kernel's out-of-memory killer would (a sanitizer would catch SIGSEGV)
+        batch_run.communicate(timeout=120)
+        self.assertEqual(batch_run.returncode, 1)
+        report = self.report_of(report_path)
+        self.assertEqual(report["huge"]["message"], "the process ended on signal 9 (Killed)")
+        self.assertFalse(os.path.exists(out))
+        self.assertTrue(report["ndvi"]["success"])  # the next line ran on
+
+        os.remove(os.path.join(self.folder, "ndvi.tif"))
+        batch_run, report_path = self.start_until_written([huge, ndvi_line(self.folder)], out, "--jobs", "1")
+        batch_run.send_signal(signal.SIGINT)
+        _, err = batch_run.communicate(timeout=120)
+        self.assertEqual(batch_run.returncode, 1)
+        self.assertIn("batch stopped", err)
+        report = self.report_of(report_path)
+        self.assertEqual(report["huge"]["message"], "stopped: the batch was interrupted")
+        self.assertNotIn("ndvi", report)  # not started: not reported, so --resume runs it
+        self.assertFalse(os.path.exists(out))
+        self.assertFalse(os.path.exists(os.path.join(self.folder, "ndvi.tif")))
 
     def test_usage_errors(self):
         for args in (["batch"], ["batch", "x.jsonl", "--jobs"], ["batch", "x.jsonl", "--jobs", "-1"],
