@@ -1,6 +1,6 @@
 """The Dask runner on a LocalCluster of two worker processes: a chain of real algorithms over the bundled
 samples with a deliberately failing line (and a line after it), retries, and an unreachable scheduler.
-Usage: test_dask.py [BUILD_DIR]"""
+Usage: test_dask.py [BUILD_DIR], or through pytest (ALGOFACTORY_BUILD_DIR, else ../../build)."""
 import json
 import os
 import socket
@@ -11,24 +11,28 @@ import unittest
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, os.path.join(HERE, ".."))
-BUILD = os.path.abspath(sys.argv.pop(1) if len(sys.argv) > 1 else os.path.join(HERE, "..", "..", "build"))
+if __name__ == "__main__" and len(sys.argv) > 1:
+    os.environ["ALGOFACTORY_BUILD_DIR"] = os.path.abspath(sys.argv.pop(1))
+BUILD = os.environ.get("ALGOFACTORY_BUILD_DIR") or os.path.join(HERE, "..", "..", "build")
 SAMPLE = os.path.join(HERE, "..", "..", "data", "samples", "L7_ETMs.tif")
-os.environ.setdefault("ALGOFACTORY_HOST", os.path.join(BUILD, "bin", "algofactory"))
+HOST = os.environ.get("ALGOFACTORY_HOST") or os.path.join(BUILD, "bin", "algofactory")
+# The workers are processes of their own: they find the host and import the runner as this process does.
+os.environ["ALGOFACTORY_HOST"] = HOST
 os.environ.setdefault("QT_QPA_PLATFORM", "offscreen")
-# The workers are processes of their own: they import the runner from the same place.
 os.environ["PYTHONPATH"] = os.pathsep.join(filter(None, [os.path.join(HERE, ".."), os.environ.get("PYTHONPATH")]))
 
 try:
     import numpy
     from osgeo import gdal
     from distributed import Client, LocalCluster
-except ImportError as missing:
-    print("skipped: %s" % missing)
-    sys.exit(77)
+    MISSING = None if os.access(HOST, os.X_OK) else "no host at " + HOST
+except ImportError as error:
+    MISSING = str(error)
 
 from algofactory import dask as af_dask  # noqa: E402
 
-gdal.UseExceptions()
+if not MISSING:
+    gdal.UseExceptions()
 
 
 def read(path, number=1):
@@ -42,6 +46,7 @@ def closed_port():
         return probe.getsockname()[1]
 
 
+@unittest.skipIf(MISSING, MISSING or "")
 class DaskRunner(unittest.TestCase):
     def test_chain_failure_and_retries_on_a_local_cluster(self):
         folder = tempfile.mkdtemp(prefix="dask-test-")
@@ -109,7 +114,4 @@ class DaskRunner(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    if not os.path.exists(os.environ["ALGOFACTORY_HOST"]):
-        print("skipped: no host at " + os.environ["ALGOFACTORY_HOST"])
-        sys.exit(77)
     unittest.main()
