@@ -160,10 +160,9 @@ def _mark_cycles(lines):
             visit(index, [])
 
 
-def run_line(line, dependencies, timeout=3600, host=None):
-    """Runs one parsed line (a Dask task): references resolved from the dependencies' report entries (and
-    their calls), the host's batch command on that line alone. Returns its report entry; raises LineFailed
-    when the line failed, so that the scheduler's retries apply."""
+def resolve_call(line, dependencies):
+    """The line's call with every "$id.Key" replaced from the dependencies' results (dicts of id, call and
+    report entry): the referenced line's [OUTPUT] Key, else its parameter Key."""
     known = {dep["id"]: dep for dep in dependencies}
 
     def lookup(ref_id, key):
@@ -173,13 +172,20 @@ def run_line(line, dependencies, timeout=3600, host=None):
         params = dep["call"].get("params", {})
         if key in params:
             return str(params[key])
-        raise LookupError('line %d: "$%s.%s" names neither an output nor a parameter of that line'
-                          % (line["number"], ref_id, key))
+        raise LineFailed(_entry(line, 'line %d: "$%s.%s" names neither an output nor a parameter of that line'
+                                % (line["number"], ref_id, key)))
 
-    try:
-        call = _substitute(line["call"], lookup)
-    except LookupError as error:
-        raise LineFailed(_entry(line, str(error)))
+    return _substitute(line["call"], lookup)
+
+
+def run_line(line, dependencies, timeout=3600, host=None):
+    """Runs one parsed line (a Dask task): references resolved from the dependencies, the host's batch command
+    on that line alone. Returns its report entry; raises LineFailed when the line failed, so that the
+    scheduler's retries apply."""
+    return _run_call(line, resolve_call(line, dependencies), timeout, host)
+
+
+def _run_call(line, call, timeout, host):
     with tempfile.TemporaryDirectory(prefix="algofactory-task-") as folder:
         batch = os.path.join(folder, "line.jsonl")
         report = os.path.join(folder, "report.jsonl")
@@ -207,7 +213,8 @@ def _task(line, timeout, host, *dependencies):
     if failed:
         return {"id": line["id"], "call": line["call"], "entry": _entry(
             line, 'not run: the line with id "%s" it depends on failed' % failed[0]["id"], "not run")}
-    return {"id": line["id"], "call": line["call"], "entry": run_line(line, dependencies, timeout, host)}
+    call = resolve_call(line, dependencies)
+    return {"id": line["id"], "call": call, "entry": _run_call(line, call, timeout, host)}
 
 
 def run_batch(client, batch, retries=0, timeout=3600, host=None, resume=None):
