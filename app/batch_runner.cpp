@@ -171,7 +171,10 @@ public:
     {
         for (size_t i = 0; i < m_lines.size(); ++i)
             if (m_state[i] == State::Resumed && isSelected(i))
+            {
                 report->write(m_entries[i]);
+                ++m_done;
+            }
         m_total = 0;
         for (size_t i = 0; i < m_lines.size(); ++i)
             if (isSelected(i))
