@@ -60,7 +60,7 @@ void printUsage(bool toError)
                "  algofactory run NAME PARAMS        run an algorithm; PARAMS is a JSON file or JSON text\n"
                "  algofactory call ENTRY ARG...      call an exported entry (ExcuteAlgo_<Name> or <Name>)\n"
                "                                     with its arguments in order, converted to its kinds\n"
-               "  algofactory batch FILE [OPTION...]  run a JSON Lines file of calls, one process per line:\n"
+               "  algofactory batch FILE [OPT]...    run a JSON Lines file of calls, one process per line:\n"
                "      --jobs N      lines at a time (default: the number of cores)\n"
                "      --timeout S   time limit of a line in seconds, 0 for none (default 3600)\n"
                "      --report R    JSON Lines report, - for standard output (default FILE.report.jsonl)\n"
