@@ -220,23 +220,6 @@ void resolveLine(BatchLine* line, const ReferenceLookup& lookup)
         line->params = substituteValue(line->params, lookup).toObject();
 }
 
-QByteArray lineJson(const BatchLine& line)
-{
-    QJsonObject object;
-    object.insert(QStringLiteral("id"), line.id);
-    if (line.isEntry)
-    {
-        object.insert(QStringLiteral("entry"), line.name);
-        object.insert(QStringLiteral("args"), QJsonArray::fromStringList(line.args));
-    }
-    else
-    {
-        object.insert(QStringLiteral("algorithm"), line.name);
-        object.insert(QStringLiteral("params"), line.params);
-    }
-    return QJsonDocument(object).toJson(QJsonDocument::Compact);
-}
-
 std::vector<BatchLine> parseBatch(const QByteArray& text)
 {
     std::vector<BatchLine> lines;

@@ -46,7 +46,4 @@ using ReferenceLookup = std::function<QString(const BatchReference&)>;
 // Replaces every reference in the line's text values (params, or args) by the value lookup gives.
 void resolveLine(BatchLine* line, const ReferenceLookup& lookup);
 
-// The JSON text of the line's call, after substitution: {"algorithm"/"entry", "params"/"args", "id"}.
-QByteArray lineJson(const BatchLine& line);
-
 } // namespace cli

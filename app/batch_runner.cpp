@@ -12,7 +12,6 @@
 #include <QHash>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QSet>
 #include <atomic>
 #include <csignal>
 #include <cstdio>
