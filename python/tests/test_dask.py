@@ -3,6 +3,7 @@ samples with a deliberately failing line (and a line after it), retries, and an 
 Usage: test_dask.py [BUILD_DIR], or through pytest (ALGOFACTORY_BUILD_DIR, else ../../build)."""
 import json
 import os
+import shutil
 import socket
 import subprocess
 import sys
@@ -33,6 +34,9 @@ from algofactory import dask as af_dask  # noqa: E402
 
 if not MISSING:
     gdal.UseExceptions()
+    import dask.config
+    # A loaded machine starts worker processes slowly: generous connection time-outs (they bound, not pace, the test).
+    dask.config.set({"distributed.comm.timeouts.connect": "120s", "distributed.comm.timeouts.tcp": "120s"})
 
 
 def read(path, number=1):
@@ -50,6 +54,7 @@ def closed_port():
 class DaskRunner(unittest.TestCase):
     def test_chain_failure_and_retries_on_a_local_cluster(self):
         folder = tempfile.mkdtemp(prefix="dask-test-")
+        self.addCleanup(shutil.rmtree, folder, True)
         out = lambda name: os.path.join(folder, name)  # noqa: E731
         lines = [
             {"id": "ndvi", "algorithm": "BandCompute",
@@ -102,6 +107,7 @@ class DaskRunner(unittest.TestCase):
 
     def test_an_unreachable_scheduler_ends_with_a_message(self):
         folder = tempfile.mkdtemp(prefix="dask-test-")
+        self.addCleanup(shutil.rmtree, folder, True)
         batch = os.path.join(folder, "jobs.jsonl")
         with open(batch, "w") as handle:
             handle.write('{"algorithm": "BandCompute", "params": {}}\n')

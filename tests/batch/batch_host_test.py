@@ -2,6 +2,7 @@
 the time limit, checked against numbers computed here with GDAL and numpy. Usage: batch_host_test.py BUILD_DIR"""
 import json
 import os
+import shutil
 import signal
 import subprocess
 import sys
@@ -54,6 +55,7 @@ def ndvi_line(folder, ident="ndvi", images=None):
 class BatchHost(unittest.TestCase):
     def setUp(self):
         self.folder = tempfile.mkdtemp(prefix="batch-test-")
+        self.addCleanup(shutil.rmtree, self.folder, True)
 
     def test_chain_bad_lines_and_not_run_lines(self):
         f = self.folder
