@@ -60,6 +60,13 @@ void printUsage(bool toError)
                "  algofactory run NAME PARAMS        run an algorithm; PARAMS is a JSON file or JSON text\n"
                "  algofactory call ENTRY ARG...      call an exported entry (ExcuteAlgo_<Name> or <Name>)\n"
                "                                     with its arguments in order, converted to its kinds\n"
+               "  algofactory batch FILE [OPT]...    run a JSON Lines file of calls, one process per line:\n"
+               "      --jobs N      lines at a time (default: the number of cores)\n"
+               "      --timeout S   time limit of a line in seconds, 0 for none (default 3600)\n"
+               "      --report R    JSON Lines report, - for standard output (default FILE.report.jsonl)\n"
+               "      --resume R    skip the ids that succeeded in report R (and write the new report there)\n"
+               "      --index N     run the call on line N of FILE alone (job arrays)\n"
+               "      --quiet       no progress bar and no failure lines on standard error\n"
                "  algofactory --help                 this text\n"
                "Exit status: 0 success, 1 failure, 2 bad usage. Ctrl-C asks the running algorithm to stop.\n",
                out);

@@ -1,4 +1,5 @@
 // algofactory: run any algorithm of the library from the command line.
+#include "batch_runner.h"
 #include "commands.h"
 #include "progress_display.h"
 
@@ -48,6 +49,12 @@ int main(int argc, char** argv)
         // Descriptions only: no GUI application, whose platform plug-in and font set-up cost more than the listing.
         QCoreApplication application(argc, argv);
         return cli::listAlgorithms(QCoreApplication::arguments().mid(2));
+    }
+    if (command == "batch")
+    {
+        // The lines run in child processes of their own; this one only schedules and reports.
+        QCoreApplication application(argc, argv);
+        return cli::runBatch(QCoreApplication::arguments().mid(2));
     }
     if (command != "run" && command != "call")
     {

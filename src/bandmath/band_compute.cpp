@@ -1,6 +1,7 @@
 // ExcuteAlgo_BandCompute: check a band-math formula and its inputs, then run the plug-in "UtilityOperBand".
 #include "algo_math_exp.h"
 #include "entry_guard.h"
+#include "input_path.h"
 #include "output_protocol.h"
 #include "records/bandmath_records.h"
 #include "run_algo_plugin.h"
@@ -48,7 +49,7 @@ bool checkImages(const QStringList& images, const std::vector<int>& bands)
     for (int i = 0; i < images.size(); ++i)
     {
         const QString& path = images[i];
-        if (!QFileInfo::exists(path))
+        if (!inputExists(path))
         {
             printError("\"" + path + "\" does not exists!");
             return false;

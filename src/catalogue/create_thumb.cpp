@@ -1,6 +1,7 @@
 // ExcuteAlgo_CreateThumb: PNG and JPEG quick looks of rasters, rendered concurrently, in time-stamped folders.
 #include "AlgoFactory.h"
 #include "entry_guard.h"
+#include "input_path.h"
 #include "sys_data_source.h"
 #include "sys_display.h"
 #include "thumbnail_size.h"
@@ -79,7 +80,9 @@ struct ThumbJob
         const QFileInfo info(path);
         const QString separator = QStringLiteral("/");
         const QString stamp = QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMddhhmmsszzz"));
-        const QString folder = QStringLiteral("%1%2%3%2").arg(info.absolutePath(), separator, stamp);
+        // A remote raster has no folder of ours beside it: its thumbnails go under the working folder.
+        const QString parent = isVirtualPath(path) ? QDir::currentPath() : info.absolutePath();
+        const QString folder = QStringLiteral("%1%2%3%2").arg(parent, separator, stamp);
         if (!QDir().mkpath(folder))
             return;
         const QString png = QStringLiteral("%1%2.png").arg(folder, info.completeBaseName());

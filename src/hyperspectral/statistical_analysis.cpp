@@ -2,6 +2,7 @@
 #include "entry_guard.h"
 #include "hyperspectral_charts.h"
 #include "hyperspectral_input.h"
+#include "input_path.h"
 #include "output_protocol.h"
 #include "run_algo_plugin.h"
 #include "sys_data_source.h"
@@ -16,7 +17,7 @@ ALGO_API bool ExcuteAlgo_StatisticalAnalysis(const char* inputFile, const char* 
 {
     return guardEntry("ExcuteAlgo_StatisticalAnalysis", [&] {
         const QString input = QString::fromLocal8Bit(inputFile ? inputFile : "");
-        if (!QFileInfo::exists(input))
+        if (!inputExists(input))
         {
             printWithPointerTail("The input file is not exists!");
             return false;

@@ -1,0 +1,1 @@
+"""AlgoFactory from Python (placeholder: the package itself comes with the Python bindings)."""
