@@ -5,13 +5,13 @@ export DEBIAN_FRONTEND=noninteractive
 packages=(
     build-essential cmake ccache pkg-config git
     qtbase5-dev libqt5svg5-dev libqcustomplot-dev
-    libgdal-dev gdal-bin python3-gdal
+    libgdal-dev gdal-bin python3-gdal libcurl4-gnutls-dev
     libboost-dev libhdf5-dev
     libeigen3-dev libfftw3-dev libopencv-dev libsvm-dev
     libgtest-dev libgmock-dev libbenchmark-dev
     tar gzip bzip2 xz-utils unzip zip time clang libclang-rt-14-dev
     python3 python3-numpy python3-scipy python3-sklearn python3-opencv libopenblas0-pthread
-    python3-spectral python3-skimage python3-pytest python3-matplotlib python3-distributed otb-bin
+    python3-spectral python3-skimage python3-pytest python3-matplotlib python3-distributed otb-bin grass-core
 )
 missing=()
 for package in "${packages[@]}"; do
