@@ -36,8 +36,9 @@ import matplotlib.pyplot as plt
 from matplotlib.colors import ListedColormap
 from osgeo import gdal
 
-ndvi_values = gdal.Open(str(ndvi)).GetRasterBand(1).ReadAsArray()
-band = gdal.Open(str(sieved)).GetRasterBand(1)
+ndvi_dataset, class_dataset = gdal.Open(str(ndvi)), gdal.Open(str(sieved))  # kept open while bands are used
+ndvi_values = ndvi_dataset.GetRasterBand(1).ReadAsArray()
+band = class_dataset.GetRasterBand(1)
 labels = band.ReadAsArray()
 table = band.GetColorTable()
 colours = [[c / 255 for c in table.GetColorEntry(i)[:3]] for i in range(table.GetCount())] if table else None
