@@ -1,5 +1,7 @@
 """One Processing algorithm built from an algorithm's description."""
-from qgis.core import (QgsMapLayer, QgsProcessing, QgsProcessingAlgorithm, QgsProcessingException,
+import os
+
+from qgis.core import (QgsMapLayer, QgsProcessing, QgsProcessingAlgorithm, QgsProcessingContext, QgsProcessingException,
                        QgsProcessingParameterDefinition, QgsProcessingParameterEnum, QgsProcessingParameterFile,
                        QgsProcessingParameterFileDestination, QgsProcessingParameterFolderDestination,
                        QgsProcessingParameterMultipleLayers, QgsProcessingParameterNumber,
@@ -8,6 +10,8 @@ from qgis.core import (QgsMapLayer, QgsProcessing, QgsProcessingAlgorithm, QgsPr
                        QgsProcessingParameterVectorLayer)
 
 from .widget_rules import widget_for
+
+RASTER_SUFFIXES = (".tif", ".tiff", ".img", ".dat", ".vrt")
 
 DESTINATIONS = ("raster_out", "vector_out", "file_out", "folder_out")
 
@@ -136,4 +140,15 @@ class AlgoFactoryAlgorithm(QgsProcessingAlgorithm):
                 self.description.name, result.code, result.message or "; ".join(result.lines)))
         outputs = {k: v for k, v in values.items() if self.widgets[k].kind in DESTINATIONS}
         outputs.update(result.outputs)
+        self._load_extra_rasters(result.outputs, outputs, context)
         return outputs
+
+    def _load_extra_rasters(self, printed, outputs, context):
+        """Rasters named only in [OUTPUT] lines (destinations are loaded by Processing itself)."""
+        destinations = {str(outputs[k]) for k, w in self.widgets.items() if w.kind in DESTINATIONS and k in outputs}
+        for key, value in printed.items():
+            for path in value if isinstance(value, list) else [value]:
+                if path in destinations or not path.lower().endswith(RASTER_SUFFIXES) or not os.path.isfile(path):
+                    continue
+                details = QgsProcessingContext.LayerDetails(os.path.basename(path), context.project(), key)
+                context.addLayerToLoadOnCompletion(path, details)

@@ -131,3 +131,13 @@ def test_a_refused_run_fails_cleanly(qgis, tmp_path):
                 "KernelSize=3", "Bands=9")
     assert done.returncode != 0
     assert not out.exists()
+
+
+def test_output_lines_become_processing_results(qgis, tmp_path):
+    scene = tmp_path / "scene.tif"  # this algorithm writes beside its input
+    shutil.copy(L7, scene)
+    result = _run(qgis, "statisticalanalysis", InputFile=str(scene), Region="0|348|0|351", Bands="0|2")
+    printed = result["results"]
+    for key, suffix in (("OutTextFile", "-StatisticalText.txt"), ("OutCovImgFile", "-CovImageFile.tif")):
+        assert printed[key] == str(tmp_path / ("scene" + suffix))
+        assert Path(printed[key]).is_file()
