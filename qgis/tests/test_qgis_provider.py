@@ -10,7 +10,7 @@ import pytest
 
 ROOT = Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "qgis" / "algofactory_provider"))
-L7 = str(ROOT / "data" / "samples" / "L7_ETMs.tif")
+SAMPLE = ROOT / "data" / "samples" / "L7_ETMs.tif"
 
 from widget_rules import widget_for  # noqa: E402  (the plug-in's folder, imported without QGIS)
 
@@ -69,6 +69,14 @@ def qgis(tmp_path_factory):
     return run
 
 
+@pytest.fixture(scope="module")
+def L7(tmp_path_factory):
+    # A copy: opening a layer in QGIS writes statistics (.aux.xml) beside the raster.
+    copy = tmp_path_factory.mktemp("scene") / "L7_ETMs.tif"
+    shutil.copy(SAMPLE, copy)
+    return str(copy)
+
+
 def _run(qgis, algorithm, **values):
     args = ["--json", "run", "algofactory:" + algorithm, "--"]
     for key, value in values.items():
@@ -91,7 +99,7 @@ def test_provider_lists_every_algorithm_in_groups(qgis):
     assert {"Band math", "Classification", "Image processing"} <= groups
 
 
-def test_band_math_filter_and_classification_through_processing(qgis, tmp_path):
+def test_band_math_filter_and_classification_through_processing(qgis, L7, tmp_path):
     gdal = pytest.importorskip("osgeo.gdal")
     np = pytest.importorskip("numpy")
     ndvi = tmp_path / "ndvi.tif"
@@ -125,7 +133,7 @@ def test_band_math_filter_and_classification_through_processing(qgis, tmp_path):
     assert labels.shape == (352, 349) and 2 <= len(np.unique(labels)) <= 5
 
 
-def test_a_refused_run_fails_cleanly(qgis, tmp_path):
+def test_a_refused_run_fails_cleanly(qgis, L7, tmp_path):
     out = tmp_path / "x.tif"
     done = qgis("run", "algofactory:imgprofiltspamid", "--", "InputFile=%s" % L7, "OutputFile=%s" % out,
                 "KernelSize=3", "Bands=9")
@@ -135,7 +143,7 @@ def test_a_refused_run_fails_cleanly(qgis, tmp_path):
 
 def test_output_lines_become_processing_results(qgis, tmp_path):
     scene = tmp_path / "scene.tif"  # this algorithm writes beside its input
-    shutil.copy(L7, scene)
+    shutil.copy(SAMPLE, scene)
     result = _run(qgis, "statisticalanalysis", InputFile=str(scene), Region="0|348|0|351", Bands="0|2")
     printed = result["results"]
     for key, suffix in (("OutTextFile", "-StatisticalText.txt"), ("OutCovImgFile", "-CovImageFile.tif")):
