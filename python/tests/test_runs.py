@@ -93,7 +93,11 @@ def test_four_threads_each_capture_their_own_lines(af, gdal, tmp_path, capfd):
         try:
             folder = tmp_path / ("run_%d" % index)
             folder.mkdir()
-            results[index] = af.run("InformationEntropy", InputFile=L7, Region="", Bands="", OutputDir=folder)
+            if index % 2:  # two different entries at once
+                results[index] = af.run("ImgProFiltSpaMid", InputFile=L7, OutputFile=folder / "median.tif",
+                                        KernelSize=3, Bands="1", Mode=0, Extra=0)
+            else:
+                results[index] = af.run("InformationEntropy", InputFile=L7, Region="", Bands="", OutputDir=folder)
         except BaseException as error:  # reported below, in the test's thread
             errors.append(error)
 
@@ -111,9 +115,15 @@ def test_four_threads_each_capture_their_own_lines(af, gdal, tmp_path, capfd):
     expected = entropies(gdal, L7)
     for index, result in results.items():
         folder = tmp_path / ("run_%d" % index)
+        assert not any("run_%d" % other in line for other in range(4) if other != index for line in result.lines)
+        if index % 2:
+            assert result.outputs == {} and (folder / "median.tif").is_file()
+            assert result.lines == ['start analyze the input paramenters: {"InputFile": "%s", "OutputFile": "%s", '
+                                    '"KernelSize": 3, "Bands": "1", "Mode": 0, "Extra": 0}' % (L7, folder / "median.tif"),
+                                    "start call algorithm plugin: ImgProFiltSpa"]
+            continue
         assert result.outputs == {"informationTxt": str(folder / "L7_ETMs_inforentropy.txt"),
                                   "informationPNG": str(folder / "L7_ETMs_inforentropy.png")}
-        assert not any("run_%d" % other in line for other in range(4) if other != index for line in result.lines)
         assert np.allclose(reported_entropies(folder / "L7_ETMs_inforentropy.txt"), expected, atol=1e-5)
     printed = capfd.readouterr().out
     assert "[ERROR] No entry named ExcuteAlgo_NoSuchEntry" in printed and "run_" not in printed
