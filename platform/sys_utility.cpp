@@ -1,5 +1,6 @@
 // SysUtility: the host log and the application directory.
 #include "sys_utility.h"
+#include "application_dir_override.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
@@ -11,8 +12,29 @@
 namespace SysUtility
 {
 
+namespace
+{
+std::mutex applicationDirLock;
+QString& applicationDirOverride()
+{
+    static QString dir;
+    return dir;
+}
+} // namespace
+
+void SetApplicationDirPath(const QString& dir)
+{
+    std::lock_guard<std::mutex> guard(applicationDirLock);
+    applicationDirOverride() = dir;
+}
+
 QString ApplicationDirPath()
 {
+    {
+        std::lock_guard<std::mutex> guard(applicationDirLock);
+        if (!applicationDirOverride().isEmpty())
+            return applicationDirOverride();
+    }
     if (QCoreApplication::instance())
         return QCoreApplication::applicationDirPath();
     return QFileInfo(QFile::symLinkTarget(QStringLiteral("/proc/self/exe"))).absolutePath();

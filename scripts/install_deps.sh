@@ -12,6 +12,7 @@ packages=(
     tar gzip bzip2 xz-utils unzip zip time clang libclang-rt-14-dev
     python3 python3-numpy python3-scipy python3-sklearn python3-opencv libopenblas0-pthread
     python3-spectral python3-skimage python3-pytest python3-matplotlib python3-distributed otb-bin grass-core
+    python3-tqdm qgis python3-qgis
 )
 missing=()
 for package in "${packages[@]}"; do
