@@ -59,7 +59,7 @@ PreparedScene prepareScene(const algokit::GenericParams& args, GDALDataset* inpu
                     QStringLiteral("does not match MetaFile, which is ") + kindName(scene.kind));
     if (!optical::known(scene.sun.elevation) || scene.sun.elevation <= 0)
         args.refuse(QStringLiteral("MetaFile"), metaPath, QStringLiteral("gives no sun elevation above the horizon"));
-    if (month > 0 || !optical::known(scene.sun.earthSunDistance))
+    if (!optical::known(scene.sun.earthSunDistance))
     {
         optical::AcquisitionDate date = scene.date;
         if (month > 0)
