@@ -195,6 +195,45 @@ TEST(AtmosphericCorrection, Sentinel2BandsOfTheSampleProductAgreeWithSixS)
     }
 }
 
+TEST(AtmosphericCorrection, FourBandCameraWithACoefficientTable)
+{
+    QTemporaryDir dir;
+    const QString table = dir.filePath("coefficients.txt"), input = dir.filePath("GF1_WFV1_scene.tif");
+    QFile file(table);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write("SUN_ELEVATION = 50\nSUN_AZIMUTH = 150\nDATE = 2020-01-15\n"
+               "GF1_WFV1 1 0.2 0 1968.65\nGF1_WFV1 2 0.17 0 1849.41\nGF1_WFV1 3 0.16 0 1570.6\nGF1_WFV1 4 0.13 0 1079.0\n");
+    file.close();
+    ASSERT_TRUE(makeGeoTiff(input, 6, 4, 4, GDT_UInt16, [](int b, int x, int y) { return 200 + 40 * x + 10 * y + 30 * b; },
+                            {}));
+    const QString output = dir.filePath("sr.tif");
+    const CorrectionRun run = correct(input, output, table, 23.0f, 0, 3);
+    ASSERT_TRUE(run.ok) << run.message;
+
+    // pi L d^2 / (ESUN cos(zenith)), d on 15 January from 1 - 0.01672 cos(0.9856 (day - 4)) (within 2e-4 AU).
+    const double gain[] = {0.2, 0.17, 0.16, 0.13}, esun[] = {1968.65, 1849.41, 1570.6, 1079.0};
+    const double edges[][2] = {{0.45, 0.52}, {0.52, 0.59}, {0.63, 0.69}, {0.77, 0.89}};
+    const double d = 1 - 0.01672 * std::cos(0.9856 * (15 - 4) * kDegree);
+    atmosphere::AtmosphereState state;
+    state.geometry.sunZenithDeg = 40;
+    state.geometry.relativeAzimuthDeg = 150;
+    state.aerosolDepth550 = 0.2347;
+    for (int b = 0; b < 4; ++b)
+    {
+        const atmosphere::BandCorrection c = atmosphere::bandCorrection({edges[b][0], edges[b][1]}, state);
+        const std::vector<double> dn = readBand(input, b + 1), surface = readBand(output, b + 1);
+        for (size_t i = 0; i < dn.size(); ++i)
+        {
+            const double toa = M_PI * gain[b] * dn[i] * d * d / (esun[b] * std::cos(40 * kDegree));
+            EXPECT_NEAR(surface[i], c.surfaceReflectance(toa), 2e-3) << b << " " << i;
+        }
+    }
+    // The retrieval needs a 2.1 um band, which such cameras lack.
+    const CorrectionRun dark = retrieve(input, dir.filePath("dark.tif"), table);
+    EXPECT_FALSE(dark.ok);
+    EXPECT_NE(dark.message.find("lacks the blue, red, near-infrared or 2.1 um band"), std::string::npos) << dark.message;
+}
+
 TEST(AtmosphericCorrection, TakesReflectanceInputAndKeepsNoData)
 {
     SKIP_WITHOUT_SHARED_DATA("landsat8/l8_MTL.txt");
@@ -238,6 +277,7 @@ TEST(AtmosphericCorrection, RefusesBadArgumentsAndLeavesNothing)
         {correct(blue, output, mtl, 23.0f, 13), "the parameter Month (13) must be between 0 and 12"},
         {correct(blue, output, mtl, 23.0f, 0, 2), "the parameter SensorType (2) does not match MetaFile, which is a "
                                                   "Landsat MTL"},
+        {correct(blue, output, mtl, 23.0f, 0, 3), "the parameter SensorType (3) does not match MetaFile"},
         {correct(blue, output, mtl, 23.0f, 0, 0, 7), "the parameter AtmosphereModel (7) must be between 0 and 6"},
         {correct(blue, output, mtl, 23.0f, 0, 0, 2, 5), "the parameter AerosolModel (5) must be between 0 and 4"},
         {correct(blue, output, garbage), "the parameter MetaFile (" + garbage.toStdString() + ") cannot be used"},

@@ -37,10 +37,15 @@ SpectralBand spectralBand(const std::string& sensor, const std::string& bandId, 
                               {"B07", {0.773, 0.793}}, {"B08", {0.785, 0.900}}, {"B8A", {0.855, 0.875}},
                               {"B09", {0.935, 0.955}}, {"B10", {1.360, 1.390}}, {"B11", {1.565, 1.655}},
                               {"B12", {2.100, 2.280}}};
+    // Bands 1-4 of the four-band cameras whose deliveries come with a coefficient table (GF-1/2/6 WFV and PMS,
+    // ZY-3 MUX, HJ-1 CCD): blue, green, red and near infrared at about these edges.
+    static const Edges fourBand = {{"1", {0.45, 0.52}}, {"2", {0.52, 0.59}}, {"3", {0.63, 0.69}},
+                                   {"4", {0.77, 0.89}}};
     const Edges* table = sensor == "OLI_TIRS" || sensor == "OLI" ? &oli
                          : sensor == "ETM"                       ? &etm
                          : sensor == "TM"                        ? &tm
                          : sensor == "MSI"                       ? &msi
+                         : sensor == kFourBandCamera             ? &fourBand
                                                                  : nullptr;
     if (table)
     {
@@ -48,6 +53,8 @@ SpectralBand spectralBand(const std::string& sensor, const std::string& bandId, 
         if (it != table->end())
             return it->second;
     }
+    if (!(centreUm > 0))
+        return {};
     return {centreUm - 0.03, centreUm + 0.03};
 }
 

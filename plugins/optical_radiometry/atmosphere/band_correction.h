@@ -17,8 +17,11 @@ struct SpectralBand
     double lowUm = 0.0, highUm = 0.0;
 };
 
-// The edges of a known band ("OLI_TIRS" / "ETM" / "TM" band ids "1" ... "7", Sentinel-2 "B01" ... "B12"), else
-// 60 nm centred on the wavelength given.
+// Sensor name of the four-band cameras delivered with a coefficient table.
+constexpr const char* kFourBandCamera = "FOUR_BAND";
+
+// The edges of a known band ("OLI_TIRS" / "ETM" / "TM" band ids "1" ... "7", "MSI" "B01" ... "B12",
+// kFourBandCamera "1" ... "4"), else 60 nm centred on the wavelength given; empty (both edges 0) when neither.
 SpectralBand spectralBand(const std::string& sensor, const std::string& bandId, double centreUm);
 
 // Everything the terms depend on but the band.

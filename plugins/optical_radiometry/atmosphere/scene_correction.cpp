@@ -36,7 +36,7 @@ std::string sensorName(const radiometry::SceneMetadata& scene)
 {
     if (scene.kind == radiometry::ProductKind::Landsat)
         return scene.landsat.sensor;
-    return scene.kind == radiometry::ProductKind::Sentinel2 ? "MSI" : "";
+    return scene.kind == radiometry::ProductKind::Sentinel2 ? "MSI" : kFourBandCamera;
 }
 
 } // namespace
@@ -89,9 +89,12 @@ PreparedScene prepareScene(const algokit::GenericParams& args, GDALDataset* inpu
             args.refuse(QStringLiteral("InputFile"), inputPath,
                         QStringLiteral("holds the thermal band %1, which has no surface reflectance")
                             .arg(QString::fromStdString(id)));
-        if (!optical::known(band.coefficients.wavelengthUm))
+        band.spectral = spectralBand(sensorName(scene), id, band.coefficients.wavelengthUm);
+        if (band.spectral.highUm <= 0)
             args.refuse(QStringLiteral("MetaFile"), metaPath,
                         QStringLiteral("gives no wavelength for band %1").arg(QString::fromStdString(id)));
+        if (!optical::known(band.coefficients.wavelengthUm))
+            band.coefficients.wavelengthUm = 0.5 * (band.spectral.lowUm + band.spectral.highUm);
         GDALRasterBand* raster = input->GetRasterBand(b + 1);
         try
         {
@@ -124,7 +127,6 @@ PreparedScene prepareScene(const algokit::GenericParams& args, GDALDataset* inpu
             band.noData.hasValue = hasValue != 0;
             band.noData.value = value;
         }
-        band.spectral = spectralBand(sensorName(scene), id, band.coefficients.wavelengthUm);
         prepared.bands.push_back(band);
     }
     prepared.geometry.sunZenithDeg = scene.sun.zenith();
@@ -165,7 +167,7 @@ void writeSurfaceReflectance(GDALDataset* input, const PreparedScene& scene,
         band->SetMetadataItem("SPHERICAL_ALBEDO", QByteArray::number(c.sphericalAlbedo, 'g', 6).constData());
         band->SetMetadataItem("GAS_TRANSMITTANCE", QByteArray::number(c.gasTransmittance, 'g', 6).constData());
     }
-    const int step = algokit::rowsPerBlock(input, 12);
+    const int step = algokit::rowsPerBlock(input, 16); // a double read, a float TOA and a float out per pixel
     std::vector<std::vector<double>> scratch{size_t(bands)};
     std::vector<std::vector<float>> toa{size_t(bands)}, out{size_t(bands)};
     algokit::forEachRowBlock(height, step, [&](int row0, int rows) {
