@@ -20,7 +20,10 @@ constexpr double kDegree = M_PI / 180.0;
 // From the sample's l8_MTL.txt: every reflective band rescales as 2.0E-05 * DN - 0.1.
 constexpr double kSunElevation = 64.74360932, kSunAzimuth = 115.87210674;
 
-double toaOfDn(double dn) { return (2.0e-5 * dn - 0.1) / std::sin(kSunElevation * kDegree); }
+double toaOfDn(double dn)
+{
+    return (2.0e-5 * dn - 0.1) / std::sin(kSunElevation * kDegree);
+}
 
 // 6S applies rho_s = y / (1 + S y), y = a rho_toa - b. Three of its outputs give a, b and S.
 struct SixSMap
@@ -67,13 +70,13 @@ struct CorrectionRun
 };
 
 CorrectionRun correct(const QString& input, const QString& output, const QString& meta, float visibility = 23.0f,
-            int month = 0, int sensor = 0, int atmosphere = 2, int aerosol = 1)
+                      int month = 0, int sensor = 0, int atmosphere = 2, int aerosol = 1)
 {
     RecordingResult result;
     CorrectionRun run;
     StdoutCapture capture;
-    run.ok = ExcuteAlgo_AtmosphericCorrection(sensor, input.toUtf8(), output.toUtf8(), atmosphere, aerosol,
-                                              visibility, month, meta.toUtf8(), &result.record);
+    run.ok = ExcuteAlgo_AtmosphericCorrection(sensor, input.toUtf8(), output.toUtf8(), atmosphere, aerosol, visibility,
+                                              month, meta.toUtf8(), &result.record);
     run.lines = lines(capture.text());
     run.message = result.record.message;
     return run;
@@ -124,8 +127,8 @@ TEST(AtmosphericCorrection, LandsatSampleAgreesWithSixS)
         const char* file;
         const double* figures;
         const char* description;
-    } bands[] = {{"l8_B2.tif", kBlue, "B2 (Blue)"}, {"l8_B4.tif", kRed, "B4 (Red)"},
-                 {"l8_B7.tif", kSwir2, "B7 (SWIR 2)"}};
+    } bands[] = {
+        {"l8_B2.tif", kBlue, "B2 (Blue)"}, {"l8_B4.tif", kRed, "B4 (Red)"}, {"l8_B7.tif", kSwir2, "B7 (SWIR 2)"}};
     for (const auto& band : bands)
     {
         const QString input = sharedDataPath(QStringLiteral("landsat8/") + band.file);
@@ -179,8 +182,8 @@ TEST(AtmosphericCorrection, Sentinel2BandsOfTheSampleProductAgreeWithSixS)
     } rows[] = {{"B8A", {0.092749886, 0.15028879, 0.32083145}}, {"B12", {0.11112912, 0.16772157, 0.33715591}}};
     for (const auto& row : rows)
     {
-        const QString input = safe + "/GRANULE/L1C_T18SVG_A002939_20160112T155852/IMG_DATA/T18SVG_20160112T155852_" +
-                              row.band + ".jp2";
+        const QString input =
+            safe + "/GRANULE/L1C_T18SVG_A002939_20160112T155852/IMG_DATA/T18SVG_20160112T155852_" + row.band + ".jp2";
         const QString output = dir.filePath(QStringLiteral("sr_%1.tif").arg(row.band));
         const CorrectionRun run = correct(input, output, safe + "/MTD_MSIL1C.xml", 23.0f, 0, 2, 3, 1);
         ASSERT_TRUE(run.ok) << run.message;
@@ -201,11 +204,12 @@ TEST(AtmosphericCorrection, FourBandCameraWithACoefficientTable)
     const QString table = dir.filePath("coefficients.txt"), input = dir.filePath("GF1_WFV1_scene.tif");
     QFile file(table);
     ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write("SUN_ELEVATION = 50\nSUN_AZIMUTH = 150\nDATE = 2020-01-15\n"
-               "GF1_WFV1 1 0.2 0 1968.65\nGF1_WFV1 2 0.17 0 1849.41\nGF1_WFV1 3 0.16 0 1570.6\nGF1_WFV1 4 0.13 0 1079.0\n");
+    file.write(
+        "SUN_ELEVATION = 50\nSUN_AZIMUTH = 150\nDATE = 2020-01-15\n"
+        "GF1_WFV1 1 0.2 0 1968.65\nGF1_WFV1 2 0.17 0 1849.41\nGF1_WFV1 3 0.16 0 1570.6\nGF1_WFV1 4 0.13 0 1079.0\n");
     file.close();
-    ASSERT_TRUE(makeGeoTiff(input, 6, 4, 4, GDT_UInt16, [](int b, int x, int y) { return 200 + 40 * x + 10 * y + 30 * b; },
-                            {}));
+    ASSERT_TRUE(makeGeoTiff(input, 6, 4, 4, GDT_UInt16,
+                            [](int b, int x, int y) { return 200 + 40 * x + 10 * y + 30 * b; }, {}));
     const QString output = dir.filePath("sr.tif");
     const CorrectionRun run = correct(input, output, table, 23.0f, 0, 3);
     ASSERT_TRUE(run.ok) << run.message;
@@ -231,7 +235,8 @@ TEST(AtmosphericCorrection, FourBandCameraWithACoefficientTable)
     // The retrieval needs a 2.1 um band, which such cameras lack.
     const CorrectionRun dark = retrieve(input, dir.filePath("dark.tif"), table);
     EXPECT_FALSE(dark.ok);
-    EXPECT_NE(dark.message.find("lacks the blue, red, near-infrared or 2.1 um band"), std::string::npos) << dark.message;
+    EXPECT_NE(dark.message.find("lacks the blue, red, near-infrared or 2.1 um band"), std::string::npos)
+        << dark.message;
 }
 
 TEST(AtmosphericCorrection, TakesReflectanceInputAndKeepsNoData)
@@ -321,7 +326,8 @@ TEST(VYRAtmCorr, RetrievesTheDepthOfADrawnScene)
     EXPECT_NEAR(blue[39], 0.25, 0.01);
 
     // Without vegetation there is nothing to retrieve from.
-    writeReflectanceStack(input, 40, 30, ids, [&](int b, int, int) { return forward[size_t(b)].topOfAtmosphere(0.25); });
+    writeReflectanceStack(input, 40, 30, ids,
+                          [&](int b, int, int) { return forward[size_t(b)].topOfAtmosphere(0.25); });
     const QString bareOutput = dir.filePath("bare_sr.tif");
     const CorrectionRun bare = retrieve(input, bareOutput, sharedDataPath("landsat8/l8_MTL.txt"));
     EXPECT_FALSE(bare.ok);
@@ -347,8 +353,8 @@ TEST(VYRAtmCorr, RunsOnTheLandsatSample)
     const char* options[] = {"-separate", nullptr};
     GDALBuildVRTOptions* vrtOptions = GDALBuildVRTOptionsNew(const_cast<char**>(options), nullptr);
     const QString stack = dir.filePath("l8_stack.vrt"), output = dir.filePath("l8_sr.tif");
-    GDALDatasetH vrt = GDALBuildVRT(stack.toUtf8().constData(), int(pointers.size()), nullptr, pointers.data(),
-                                    vrtOptions, nullptr);
+    GDALDatasetH vrt =
+        GDALBuildVRT(stack.toUtf8().constData(), int(pointers.size()), nullptr, pointers.data(), vrtOptions, nullptr);
     GDALBuildVRTOptionsFree(vrtOptions);
     ASSERT_NE(vrt, nullptr);
     for (int b = 1; b <= 7; ++b)

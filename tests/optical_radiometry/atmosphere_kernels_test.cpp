@@ -21,11 +21,11 @@ ColumnOptics rayleighOnly(double depth)
     return column;
 }
 
-// One case computed with i.atcorr: a parameter file with geometry code 0 ("sza saz vza vaz month day" below),
-// the atmosphere and aerosol codes, the visibility (or 0 and the 550 nm depth), target at sea level, sensor on
-// the satellite, and the band code; input `r.mapcalc toa=0.10 | 0.15 | 0.30` on three cells, run as
-// `i.atcorr -r input=toa range=0,1 parameters=... output=sr rescale=0,1`, values read with `r.stats -1 -n sr`.
-struct SixSCase
+// One atmosphere and geometry computed with i.atcorr: a parameter file with geometry code 0 ("sza saz vza vaz
+// month day" below), the atmosphere and aerosol codes, the visibility (or 0 and the 550 nm depth), target at sea
+// level, sensor on the satellite, and the band code; input `r.mapcalc toa=0.10 | 0.15 | 0.30` on three cells, run
+// as `i.atcorr -r input=toa range=0,1 parameters=... output=sr rescale=0,1`, values read with `r.stats -1 -n sr`.
+struct Scenario
 {
     const char* name;
     double sunZenith, sunAzimuth;
@@ -34,63 +34,68 @@ struct SixSCase
     double visibility; // km, 0 when depth550 is given
     double depth550;
     const char* sensor;
+};
+
+// "25.256 115.87 0 0 8 4" is the Landsat 8 sample's sun (l8_MTL.txt); i.atcorr band codes 116-123 are OLI bands
+// 2-7, 167-178 Sentinel-2A B02-B12.
+// atmosphere 2 (mid-latitude summer), aerosol 1 (continental), 23 km: i.atcorr reports depth 0.2347
+const Scenario kLandsatContinental = {"L8 continental 23 km",   25.256, 115.87, StandardAtmosphere::MidLatitudeSummer,
+                                      AerosolKind::Continental, 23,     0,      "OLI_TIRS"};
+// atmosphere 1 (tropical), aerosol 2 (maritime), 10 km
+const Scenario kLandsatMaritime = {"L8 tropical maritime 10 km", 25.256, 115.87, StandardAtmosphere::Tropical,
+                                   AerosolKind::Maritime,        10,     0,      "OLI_TIRS"};
+// "50 150 0 0 1 15", atmosphere 3 (mid-latitude winter), aerosol 3 (urban), 50 km
+const Scenario kWinterUrban = {"sun 50 deg, winter urban 50 km",
+                               50,
+                               150,
+                               StandardAtmosphere::MidLatitudeWinter,
+                               AerosolKind::Urban,
+                               50,
+                               0,
+                               "OLI_TIRS"};
+// visibility 0 and depth 0.5 given directly, continental, mid-latitude summer
+const Scenario kLandsatDepthHalf = {"L8 continental depth 0.5", 25.256, 115.87, StandardAtmosphere::MidLatitudeSummer,
+                                    AerosolKind::Continental,   0,      0.5,    "OLI_TIRS"};
+// "30 140 0 0 7 1", atmosphere 2, aerosol 1, 23 km, Sentinel-2A bands
+const Scenario kSentinelContinental = {"S2 continental 23 km",   30, 140, StandardAtmosphere::MidLatitudeSummer,
+                                       AerosolKind::Continental, 23, 0,   "MSI"};
+
+struct SixSCase
+{
+    const Scenario* scenario;
     const char* band;
     double surface[3]; // for TOA reflectance 0.10, 0.15, 0.30
 };
 
 const double kToa[3] = {0.10, 0.15, 0.30};
 
-// "25.256 115.87 0 0 8 4" is the Landsat 8 sample's sun (l8_MTL.txt); i.atcorr band codes 116-123 are OLI bands
-// 2-7, 167-178 Sentinel-2A B02-B12.
+const SixSCase kDepthHalfBlue = {&kLandsatDepthHalf, "2", {0.0017740644, 0.081181981, 0.30475214}};
+const SixSCase kDepthHalfRed = {&kLandsatDepthHalf, "4", {0.078582324, 0.14533277, 0.33885592}};
+
 const SixSCase kCases[] = {
-    // atmosphere 2 (mid-latitude summer), aerosol 1 (continental), 23 km: i.atcorr reports depth 0.2347
-    {"L8 continental 23 km", 25.256, 115.87, StandardAtmosphere::MidLatitudeSummer, AerosolKind::Continental, 23, 0,
-     "OLI_TIRS", "2", {0.028298358, 0.095762998, 0.28907233}},
-    {"L8 continental 23 km", 25.256, 115.87, StandardAtmosphere::MidLatitudeSummer, AerosolKind::Continental, 23, 0,
-     "OLI_TIRS", "3", {0.071457706, 0.1359847, 0.32349432}},
-    {"L8 continental 23 km", 25.256, 115.87, StandardAtmosphere::MidLatitudeSummer, AerosolKind::Continental, 23, 0,
-     "OLI_TIRS", "4", {0.086561352, 0.14655977, 0.32267109}},
-    {"L8 continental 23 km", 25.256, 115.87, StandardAtmosphere::MidLatitudeSummer, AerosolKind::Continental, 23, 0,
-     "OLI_TIRS", "5", {0.094847172, 0.14924175, 0.31057036}},
-    {"L8 continental 23 km", 25.256, 115.87, StandardAtmosphere::MidLatitudeSummer, AerosolKind::Continental, 23, 0,
-     "OLI_TIRS", "6", {0.10503815, 0.15920959, 0.32108045}},
-    {"L8 continental 23 km", 25.256, 115.87, StandardAtmosphere::MidLatitudeSummer, AerosolKind::Continental, 23, 0,
-     "OLI_TIRS", "7", {0.11231294, 0.16907042, 0.3389968}},
-    // atmosphere 1 (tropical), aerosol 2 (maritime), 10 km
-    {"L8 tropical maritime 10 km", 25.256, 115.87, StandardAtmosphere::Tropical, AerosolKind::Maritime, 10, 0,
-     "OLI_TIRS", "2", {0.0072199409, 0.072393253, 0.25809708}},
-    {"L8 tropical maritime 10 km", 25.256, 115.87, StandardAtmosphere::Tropical, AerosolKind::Maritime, 10, 0,
-     "OLI_TIRS", "4", {0.064009562, 0.12300468, 0.29475096}},
-    {"L8 tropical maritime 10 km", 25.256, 115.87, StandardAtmosphere::Tropical, AerosolKind::Maritime, 10, 0,
-     "OLI_TIRS", "5", {0.073022798, 0.12729356, 0.28658828}},
-    {"L8 tropical maritime 10 km", 25.256, 115.87, StandardAtmosphere::Tropical, AerosolKind::Maritime, 10, 0,
-     "OLI_TIRS", "7", {0.10380543, 0.16205978, 0.33416536}},
-    // "50 150 0 0 1 15", atmosphere 3 (mid-latitude winter), aerosol 3 (urban), 50 km
-    {"sun 50 deg, winter urban 50 km", 50, 150, StandardAtmosphere::MidLatitudeWinter, AerosolKind::Urban, 50, 0,
-     "OLI_TIRS", "2", {0.034027841, 0.1117987, 0.33587223}},
-    {"sun 50 deg, winter urban 50 km", 50, 150, StandardAtmosphere::MidLatitudeWinter, AerosolKind::Urban, 50, 0,
-     "OLI_TIRS", "3", {0.085793652, 0.15911144, 0.37338421}},
-    {"sun 50 deg, winter urban 50 km", 50, 150, StandardAtmosphere::MidLatitudeWinter, AerosolKind::Urban, 50, 0,
-     "OLI_TIRS", "5", {0.10124227, 0.157878, 0.32658768}},
-    {"sun 50 deg, winter urban 50 km", 50, 150, StandardAtmosphere::MidLatitudeWinter, AerosolKind::Urban, 50, 0,
-     "OLI_TIRS", "6", {0.10832518, 0.1634744, 0.32862639}},
-    // depth 0.5 given directly, continental, mid-latitude summer
-    {"L8 continental depth 0.5", 25.256, 115.87, StandardAtmosphere::MidLatitudeSummer, AerosolKind::Continental, 0,
-     0.5, "OLI_TIRS", "2", {0.0017740644, 0.081181981, 0.30475214}},
-    {"L8 continental depth 0.5", 25.256, 115.87, StandardAtmosphere::MidLatitudeSummer, AerosolKind::Continental, 0,
-     0.5, "OLI_TIRS", "4", {0.078582324, 0.14533277, 0.33885592}},
-    // "30 140 0 0 7 1", atmosphere 2, aerosol 1, 23 km, Sentinel-2A bands
-    {"S2 continental 23 km", 30, 140, StandardAtmosphere::MidLatitudeSummer, AerosolKind::Continental, 23, 0, "MSI",
-     "B02", {0.03418757, 0.101255, 0.29383034}},
-    {"S2 continental 23 km", 30, 140, StandardAtmosphere::MidLatitudeSummer, AerosolKind::Continental, 23, 0, "MSI",
-     "B04", {0.086835131, 0.14634366, 0.32116088}},
-    {"S2 continental 23 km", 30, 140, StandardAtmosphere::MidLatitudeSummer, AerosolKind::Continental, 23, 0, "MSI",
-     "B8A", {0.094892934, 0.14936131, 0.31090766}},
-    {"S2 continental 23 km", 30, 140, StandardAtmosphere::MidLatitudeSummer, AerosolKind::Continental, 23, 0, "MSI",
-     "B12", {0.11242221, 0.16924062, 0.33935016}},
+    kDepthHalfBlue,
+    kDepthHalfRed,
+    {&kLandsatContinental, "2", {0.028298358, 0.095762998, 0.28907233}},
+    {&kLandsatContinental, "3", {0.071457706, 0.1359847, 0.32349432}},
+    {&kLandsatContinental, "4", {0.086561352, 0.14655977, 0.32267109}},
+    {&kLandsatContinental, "5", {0.094847172, 0.14924175, 0.31057036}},
+    {&kLandsatContinental, "6", {0.10503815, 0.15920959, 0.32108045}},
+    {&kLandsatContinental, "7", {0.11231294, 0.16907042, 0.3389968}},
+    {&kLandsatMaritime, "2", {0.0072199409, 0.072393253, 0.25809708}},
+    {&kLandsatMaritime, "4", {0.064009562, 0.12300468, 0.29475096}},
+    {&kLandsatMaritime, "5", {0.073022798, 0.12729356, 0.28658828}},
+    {&kLandsatMaritime, "7", {0.10380543, 0.16205978, 0.33416536}},
+    {&kWinterUrban, "2", {0.034027841, 0.1117987, 0.33587223}},
+    {&kWinterUrban, "3", {0.085793652, 0.15911144, 0.37338421}},
+    {&kWinterUrban, "5", {0.10124227, 0.157878, 0.32658768}},
+    {&kWinterUrban, "6", {0.10832518, 0.1634744, 0.32862639}},
+    {&kSentinelContinental, "B02", {0.03418757, 0.101255, 0.29383034}},
+    {&kSentinelContinental, "B04", {0.086835131, 0.14634366, 0.32116088}},
+    {&kSentinelContinental, "B8A", {0.094892934, 0.14936131, 0.31090766}},
+    {&kSentinelContinental, "B12", {0.11242221, 0.16924062, 0.33935016}},
 };
 
-AtmosphereState stateOf(const SixSCase& c)
+AtmosphereState stateOf(const Scenario& c)
 {
     AtmosphereState state;
     state.atmosphere = c.atmosphere;
@@ -150,8 +155,7 @@ TEST(RadiativeTransfer, ThinLayerLimitsReciprocityAndRayleighTransmittance)
     hazy.aerosolAlbedo = 0.9;
     Geometry swapped = g;
     std::swap(swapped.sunZenithDeg, swapped.viewZenithDeg);
-    EXPECT_NEAR(scatteringTerms(hazy, g).pathReflectance / scatteringTerms(hazy, swapped).pathReflectance, 1.0,
-                0.01);
+    EXPECT_NEAR(scatteringTerms(hazy, g).pathReflectance / scatteringTerms(hazy, swapped).pathReflectance, 1.0, 0.01);
 
     // Rayleigh total transmittance, two-stream form (2/3 + mu + (2/3 - mu) exp(-tau/mu)) / (4/3 + tau) of
     // Tanre et al. (1979), within 1 %.
@@ -173,11 +177,11 @@ TEST(BandCorrection, AgreesWithSixSWithinTwoHundredths)
     for (const SixSCase& c : kCases)
     {
         const BandCorrection correction =
-            bandCorrection(spectralBand(c.sensor, c.band, 0.0), stateOf(c));
+            bandCorrection(spectralBand(c.scenario->sensor, c.band, 0.0), stateOf(*c.scenario));
         for (int i = 0; i < 3; ++i)
         {
             const double ours = correction.surfaceReflectance(kToa[i]);
-            EXPECT_NEAR(ours, c.surface[i], 0.02) << c.name << " band " << c.band << " TOA " << kToa[i];
+            EXPECT_NEAR(ours, c.surface[i], 0.02) << c.scenario->name << " band " << c.band << " TOA " << kToa[i];
             worst = std::max(worst, std::fabs(ours - c.surface[i]));
         }
         // The forward model inverts the correction.
@@ -212,15 +216,15 @@ TEST(AerosolRetrieval, FindsTheDepthThatSixSUsed)
         const double slope = (kToa[1] - kToa[0]) / (c.surface[1] - c.surface[0]);
         return kToa[0] + (surface - c.surface[0]) * slope;
     };
-    const SixSCase& blueCase = kCases[14];
-    const SixSCase& redCase = kCases[15];
+    const SixSCase& blueCase = kDepthHalfBlue;
+    const SixSCase& redCase = kDepthHalfRed;
     DarkTargets targets;
     const float blue[] = {float(toaFor(blueCase, 0.015))}, red[] = {float(toaFor(redCase, 0.03))};
     const float nir[] = {0.35f}, swir[] = {0.06f};
     collectDarkTargets(blue, red, nir, swir, 1, -9999.0f, &targets);
     ASSERT_EQ(targets.count, 1u);
-    const double depth = retrieveAerosolDepth(targets, spectralBand("OLI_TIRS", "2", 0), spectralBand("OLI_TIRS", "4", 0),
-                                              stateOf(blueCase));
+    const double depth = retrieveAerosolDepth(targets, spectralBand("OLI_TIRS", "2", 0),
+                                              spectralBand("OLI_TIRS", "4", 0), stateOf(*blueCase.scenario));
     EXPECT_NEAR(depth, 0.5, 0.08);
 
     // Pixels that are not dense vegetation, too bright at 2.1 um, or no data, are not targets.

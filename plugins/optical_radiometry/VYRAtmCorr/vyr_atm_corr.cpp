@@ -82,7 +82,7 @@ protected:
         state.aerosol = atmosphere::AerosolKind(aerosolModel);
         state.geometry = scene.geometry;
         state.aerosolDepth550 = atmosphere::retrieveAerosolDepth(targets, scene.bands[size_t(blue)].spectral,
-                                                                  scene.bands[size_t(red)].spectral, state);
+                                                                 scene.bands[size_t(red)].spectral, state);
         std::vector<atmosphere::BandCorrection> corrections;
         for (const atmosphere::SceneBand& band : scene.bands)
             corrections.push_back(atmosphere::bandCorrection(band.spectral, state));

@@ -39,8 +39,7 @@ SpectralBand spectralBand(const std::string& sensor, const std::string& bandId, 
                               {"B12", {2.100, 2.280}}};
     // Bands 1-4 of the four-band cameras whose deliveries come with a coefficient table (GF-1/2/6 WFV and PMS,
     // ZY-3 MUX, HJ-1 CCD): blue, green, red and near infrared at about these edges.
-    static const Edges fourBand = {{"1", {0.45, 0.52}}, {"2", {0.52, 0.59}}, {"3", {0.63, 0.69}},
-                                   {"4", {0.77, 0.89}}};
+    static const Edges fourBand = {{"1", {0.45, 0.52}}, {"2", {0.52, 0.59}}, {"3", {0.63, 0.69}}, {"4", {0.77, 0.89}}};
     const Edges* table = sensor == "OLI_TIRS" || sensor == "OLI" ? &oli
                          : sensor == "ETM"                       ? &etm
                          : sensor == "TM"                        ? &tm
@@ -90,7 +89,8 @@ BandCorrection bandCorrection(const SpectralBand& band, const AtmosphereState& s
         const AerosolOptics aerosol = aerosolOptics(state.aerosol, wl);
         ColumnOptics column;
         column.rayleighDepth = rayleighOpticalDepth(wl, pressure);
-        column.aerosolDepth = state.aerosol == AerosolKind::None ? 0.0 : state.aerosolDepth550 * aerosol.extinctionRatio;
+        column.aerosolDepth =
+            state.aerosol == AerosolKind::None ? 0.0 : state.aerosolDepth550 * aerosol.extinctionRatio;
         column.aerosolAlbedo = aerosol.singleScatteringAlbedo;
         column.forwardAsymmetry = aerosol.forwardAsymmetry;
         column.backwardAsymmetry = aerosol.backwardAsymmetry;

@@ -49,8 +49,7 @@ struct BandCorrection
     }
     double topOfAtmosphere(double surface) const
     {
-        return gasTransmittance *
-               (pathReflectance + transmittance * surface / (1.0 - sphericalAlbedo * surface));
+        return gasTransmittance * (pathReflectance + transmittance * surface / (1.0 - sphericalAlbedo * surface));
     }
 };
 

@@ -11,7 +11,7 @@ namespace atmosphere
 namespace
 {
 
-constexpr int kStreams = 12;      // Gauss nodes per hemisphere
+constexpr int kStreams = 12;       // Gauss nodes per hemisphere
 constexpr int kLegendreTerms = 48; // phase-function expansion kept
 constexpr int kLayers = 48;
 constexpr double kRayleighScaleHeight = 8.0, kAerosolScaleHeight = 2.0; // km
@@ -21,7 +21,7 @@ struct Layer
 {
     double depth = 0.0, top = 0.0; // thickness and optical depth of its top
     double albedo = 1.0;
-    double rayleighShare = 1.0; // of the scattering
+    double rayleighShare = 1.0;   // of the scattering
     std::vector<double> legendre; // beta_l of the layer's phase function, beta_0 = 1
 };
 
@@ -73,7 +73,10 @@ double aerosolPhase(const ColumnOptics& c, double cosTheta)
            (1.0 - c.forwardWeight) * henyeyGreenstein(-c.backwardAsymmetry, cosTheta);
 }
 
-double rayleighPhase(double cosTheta) { return 0.75 * (1.0 + cosTheta * cosTheta); }
+double rayleighPhase(double cosTheta)
+{
+    return 0.75 * (1.0 + cosTheta * cosTheta);
+}
 
 // Cumulative optical depth above height z (km).
 double depthAbove(const ColumnOptics& c, double z)
@@ -97,10 +100,10 @@ std::vector<Layer> makeLayers(const ColumnOptics& c)
             (depthAbove(c, mid) > target ? lo : hi) = mid;
         }
         const double zBottom = k + 1 == kLayers ? 0.0 : 0.5 * (lo + hi);
-        const double rayleigh = c.rayleighDepth * (std::exp(-zBottom / kRayleighScaleHeight) -
-                                                   std::exp(-zTop / kRayleighScaleHeight));
-        const double aerosol = c.aerosolDepth * (std::exp(-zBottom / kAerosolScaleHeight) -
-                                                 std::exp(-zTop / kAerosolScaleHeight));
+        const double rayleigh =
+            c.rayleighDepth * (std::exp(-zBottom / kRayleighScaleHeight) - std::exp(-zTop / kRayleighScaleHeight));
+        const double aerosol =
+            c.aerosolDepth * (std::exp(-zBottom / kAerosolScaleHeight) - std::exp(-zTop / kAerosolScaleHeight));
         Layer& layer = layers[size_t(k)];
         layer.depth = rayleigh + aerosol;
         layer.top = k == 0 ? 0.0 : layers[size_t(k - 1)].top + layers[size_t(k - 1)].depth;
@@ -113,8 +116,7 @@ std::vector<Layer> makeLayers(const ColumnOptics& c)
         {
             const double aerosolBeta = (2 * l + 1) * (f * std::pow(g1, l) + (1.0 - f) * std::pow(g2, l));
             const double rayleighBeta = l == 0 ? 1.0 : l == 2 ? 0.5 : 0.0;
-            layer.legendre[size_t(l)] =
-                layer.rayleighShare * rayleighBeta + (1.0 - layer.rayleighShare) * aerosolBeta;
+            layer.legendre[size_t(l)] = layer.rayleighShare * rayleighBeta + (1.0 - layer.rayleighShare) * aerosolBeta;
         }
         zTop = zBottom;
     }
@@ -354,8 +356,8 @@ ScatteringTerms scatteringTerms(const ColumnOptics& column, const Geometry& geom
     const double cosTheta = -muSun * muView - std::sin(geometry.sunZenithDeg * kDeg) *
                                                   std::sin(geometry.viewZenithDeg * kDeg) *
                                                   std::cos(geometry.relativeAzimuthDeg * kDeg);
-    terms.pathReflectance = sun.pathAzimuthAveraged - sun.firstOrderAveraged +
-                            singleScattering(layers, column, muSun, muView, cosTheta);
+    terms.pathReflectance =
+        sun.pathAzimuthAveraged - sun.firstOrderAveraged + singleScattering(layers, column, muSun, muView, cosTheta);
     terms.downTransmittance = sun.transmittance;
     terms.upTransmittance = view.transmittance;
     terms.sphericalAlbedo = sphericalAlbedo(layers);

@@ -75,7 +75,8 @@ PreparedScene prepareScene(const algokit::GenericParams& args, GDALDataset* inpu
     }
 
     // A raster our calibration wrote says what it holds; anything else is the product's DN.
-    const QString held = QString::fromUtf8(input->GetMetadataItem("CALIBRATION") ? input->GetMetadataItem("CALIBRATION") : "");
+    const QString held =
+        QString::fromUtf8(input->GetMetadataItem("CALIBRATION") ? input->GetMetadataItem("CALIBRATION") : "");
     const std::vector<std::string> ids = radiometry::bandIdsOf(input, inputPath, scene);
     for (int b = 0; b < input->GetRasterCount(); ++b)
     {
