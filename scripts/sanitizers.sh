@@ -27,8 +27,8 @@ fi
 if [ "$what" = tsan ] || [ "$what" = all ]; then
     tsan_dir="${TSAN_BUILD_DIR:-build-tsan}"
     cmake -S . -B "$tsan_dir" "${flags[@]}" -DALGO_TSAN=ON > /dev/null
-    # The plug-ins the test loads are built with the sanitizer too.
-    cmake --build "$tsan_dir" -j "$jobs" --target test_reliability_concurrency algo_plugins
+    # The plug-ins the test loads (format conversion, band math, the spatial filters) are built with the sanitizer too.
+    cmake --build "$tsan_dir" -j "$jobs" --target test_reliability_concurrency UtilityFormTran UtilityOperBand ImgProFiltSpa
     export TSAN_OPTIONS="halt_on_error=1:second_deadlock_stack=1:suppressions=$root/tests/reliability/tsan.supp"
     # A race shows in some interleavings only: several runs.
     for run in $(seq 1 "${TSAN_RUNS:-3}"); do
