@@ -7,6 +7,7 @@
 #include "region_tracer.h"
 #include "vector_layers.h"
 
+#include <cpl_vsi.h>
 #include <gdal_rat.h>
 
 #include <QFileInfo>
@@ -48,6 +49,16 @@ std::vector<QString> classNames(GDALRasterBand* band)
     return names;
 }
 
+// A folder of the in-memory file system, removed with everything in it when it goes.
+struct MemoryFolder
+{
+    MemoryFolder() : path(QStringLiteral("/vsimem/RasterToVector_%1").arg(quintptr(this), 0, 16)) {}
+    ~MemoryFolder() { VSIRmdirRecursive(path.toUtf8().constData()); }
+    MemoryFolder(const MemoryFolder&) = delete;
+    MemoryFolder& operator=(const MemoryFolder&) = delete;
+    QString path;
+};
+
 // The class name of a value: its category or table name, else "Class_<value + 1>".
 QString className(const std::vector<QString>& names, double value)
 {
@@ -84,7 +95,11 @@ protected:
         const bool classImage = band->GetColorTable() || band->GetCategoryNames() || band->GetDefaultRAT();
         const std::vector<QString> names = classImage ? classNames(band) : std::vector<QString>();
 
-        GDALDatasetUniquePtr out = datautil::createVectorOutput(m_output);
+        // Written in memory and copied beside the raster at the end: the shapefile writer seeks and writes a few
+        // bytes per feature, which costs more on disk than tracing the polygons does.
+        const MemoryFolder staging;
+        const QString staged = staging.path + QLatin1Char('/') + info.completeBaseName() + QStringLiteral(".shp");
+        GDALDatasetUniquePtr out = datautil::createVectorOutput(staged);
         const OGRSpatialReference* own = input->GetSpatialRef();
         OGRLayer* layer = out->CreateLayer(info.completeBaseName().toUtf8().constData(),
                                            const_cast<OGRSpatialReference*>(own), wkbPolygon, nullptr);
@@ -155,6 +170,17 @@ protected:
             algokit::parallelFor(count, work);
         });
         out.reset();
+        datautil::removeVectorFiles(m_output);
+        for (const char* side : {"shp", "shx", "dbf", "prj", "cpg"})
+        {
+            const QString from = staging.path + QLatin1Char('/') + info.completeBaseName() + QLatin1Char('.') + side;
+            const QString to = info.absolutePath() + QLatin1Char('/') + info.completeBaseName() + QLatin1Char('.') + side;
+            VSIStatBufL stat;
+            if (VSIStatL(from.toUtf8().constData(), &stat) != 0)
+                continue;
+            if (CPLCopyFile(to.toUtf8().constData(), from.toUtf8().constData()) != 0)
+                throw algokit::AlgoError(QStringLiteral("Cannot write %1").arg(to));
+        }
         setResult(algokit::GenericOutputs().add(QStringLiteral("OutputFile"), m_output).result());
         progress(100.0);
         return true;
