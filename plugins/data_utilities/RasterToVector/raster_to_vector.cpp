@@ -132,6 +132,15 @@ protected:
             for (int r = 0; r < rows; ++r)
                 tracer.addRow(values.data() + size_t(r) * size_t(width),
                               mask ? valid.data() + size_t(r) * size_t(width) : nullptr);
+            // The edges live until the last row; stop (nothing written yet) before they take the machine's memory
+            // or outgrow the 32-bit edge index.
+            if (tracer.heldBytes() > size_t(CPLGetUsablePhysicalRAM() / 2) || tracer.heldBytes() > (size_t(60) << 30))
+                throw algokit::AlgoError(QStringLiteral("RasterToVector: the polygons of %1 need more memory than "
+                                                        "this machine has (%2 MB held at row %3 of %4)")
+                                             .arg(inputPath)
+                                             .arg(qulonglong(tracer.heldBytes() >> 20))
+                                             .arg(row0 + rows)
+                                             .arg(height));
             progress(70.0 * double(row0 + rows) / double(height));
         });
 

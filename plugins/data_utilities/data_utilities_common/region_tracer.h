@@ -40,8 +40,9 @@ public:
     using Splitter = std::function<void(int count, const std::function<void(int begin, int end)>& work)>;
     void finish(const Emit& emit, const Splitter& split = Splitter());
 
-    // Rows seen so far and regions found (valid after finish()).
+    // Rows seen so far, bytes held for the regions' edges and labels, and regions found (valid after finish()).
     int rows() const { return m_row; }
+    size_t heldBytes() const { return m_edges.capacity() * sizeof(Edge) + m_parent.capacity() * 20; }
     size_t regionCount() const { return m_regions; }
 
 private:
