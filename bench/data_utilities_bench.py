@@ -57,11 +57,27 @@ def make_band(path, size, seed):
 
 
 def make_class_map(path, size):
-    """A raw Byte class map of 6 classes in irregular patches."""
-    with open(path, "wb") as out:
-        for y in range(size):
-            out.write(bytes(((x // 37) * 7 + (y // 23) * 3 + (x * y) // 9000) % 6 for x in range(size)))
-    header(path, size, size, 1, 1)
+    """The classification of the classification bench: 6 classes in 64-pixel cells of a random coarse grid, with
+    1 % salt pixels (a tiled GeoTIFF with a colour table, so ours names the classes)."""
+    import numpy as np
+    from osgeo import gdal
+    count = 6
+    rng = np.random.default_rng(5)
+    coarse = rng.integers(0, count, (size // 64, size // 64)).astype(np.uint8)
+    dataset = gdal.GetDriverByName("GTiff").Create(path, size, size, 1, gdal.GDT_Byte, ["TILED=YES"])
+    dataset.SetGeoTransform([500000, 10, 0, 4000000, 0, -10])
+    band = dataset.GetRasterBand(1)
+    table = gdal.ColorTable()
+    for i in range(count):
+        table.SetColorEntry(i, (30 * i, 255 - 30 * i, 100, 255))
+    band.SetColorTable(table)
+    step = 1024
+    for row in range(0, size, step):
+        block = np.repeat(np.repeat(coarse[row // 64:(row + step) // 64], 64, axis=0), 64, axis=1)
+        salt = rng.random(block.shape) < 0.01
+        block[salt] = rng.integers(0, count, int(salt.sum()))
+        band.WriteArray(block, 0, row)
+    dataset = None
 
 
 def to_tiff(raw, tif):
@@ -108,11 +124,9 @@ def main():
                 os.remove(os.path.join(tmp, name))
 
         # Polygons of a class map: ours writes <name>.shp beside the raster.
-        class_size = size // 2
-        raw = os.path.join(tmp, "classes.raw")
-        make_class_map(raw, class_size)
+        class_size = size
         classes = os.path.join(tmp, "classes.tif")
-        to_tiff(raw, classes)
+        make_class_map(classes, class_size)
         peer_shp = os.path.join(tmp, "peer", "classes.shp")
         os.mkdir(os.path.dirname(peer_shp))
         t_ours = timed(lambda: ours("RasterToVector", {"InputFile": classes, "Band": 1}))

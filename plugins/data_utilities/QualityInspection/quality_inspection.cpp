@@ -1,7 +1,9 @@
 // Plug-in "QualityInspection": a quality report of a product - nodata and saturated shares, entropy, average
-// gradient, noise and bad lines per band - and, against a reference image, the geometric offset between them (phase
-// correlation) and their radiometric differences. Text, or HTML with a thumbnail and charts.
+// gradient, noise and bad lines per band, the cloud share where the bands are known - and, against a reference
+// image, the geometric offset between them (phase correlation) and their radiometric differences. Text, or HTML
+// with a thumbnail and charts.
 #include "band_stack.h"
+#include "cloud_share.h"
 #include "generic_params.h"
 #include "line_inspection.h"
 #include "plugin_base.h"
@@ -85,7 +87,10 @@ protected:
             checkReference(args, referencePath, grid, reference.get());
 
         const bool withReference = reference != nullptr;
-        std::vector<BandReport> bands = measureBands(input.get(), withReference ? 60.0 : 90.0);
+        const double measured = withReference ? 50.0 : 75.0, clouded = withReference ? 60.0 : 90.0;
+        std::vector<BandReport> bands = measureBands(input.get(), measured);
+        const datautil::CloudShare cloud = datautil::estimateCloudShare(
+            input.get(), [&](double done) { progress(measured + (clouded - measured) * done); });
         std::vector<Comparison> comparisons;
         Offset offset;
         std::unique_ptr<datautil::BandStack> onGrid;
@@ -106,9 +111,9 @@ protected:
             throw algokit::AlgoError(QStringLiteral("Cannot write %1").arg(report));
         QTextStream out(&file);
         if (option == 0)
-            writeText(out, inputPath, input.get(), bands, referencePath, comparisons, offset, grid);
+            writeText(out, inputPath, input.get(), bands, cloud, referencePath, comparisons, offset, grid);
         else
-            writeHtml(out, inputPath, input.get(), bands, referencePath, comparisons, offset, grid);
+            writeHtml(out, inputPath, input.get(), bands, cloud, referencePath, comparisons, offset, grid);
         out.flush();
         if (file.error() != QFile::NoError)
             throw algokit::AlgoError(QStringLiteral("Cannot write %1").arg(report));
@@ -247,6 +252,14 @@ private:
         return offset;
     }
 
+    // "Cloud share: 12.34 % of the valid pixels (<tests>)" or "Cloud share: not estimated (<why>)".
+    static QString cloudLine(const datautil::CloudShare& cloud)
+    {
+        if (!cloud.estimated)
+            return QStringLiteral("Cloud share: not estimated (%1)").arg(cloud.notEstimated);
+        return QStringLiteral("Cloud share: %1 % of the valid pixels (%2)").arg(fixed(cloud.percent, 2), cloud.method);
+    }
+
     static QString header(GDALDataset* input)
     {
         return QStringLiteral("%1 x %2 pixels, %3 bands, %4")
@@ -257,6 +270,7 @@ private:
     }
 
     void writeText(QTextStream& out, const QString& path, GDALDataset* input, const std::vector<BandReport>& bands,
+                   const datautil::CloudShare& cloud,
                    const QString& referencePath, const std::vector<Comparison>& comparisons, const Offset& offset,
                    const datautil::RasterGrid& grid)
     {
@@ -270,6 +284,7 @@ private:
                 << fixed(q.entropy) << '\t' << fixed(q.averageGradient) << '\t' << fixed(q.noise) << '\t'
                 << bands[b].badLines << '\t' << bands[b].badColumns << '\n';
         }
+        out << cloudLine(cloud) << "\n";
         if (referencePath.isEmpty())
             return;
         out << "Reference: " << referencePath << "\n";
@@ -349,6 +364,7 @@ private:
     }
 
     void writeHtml(QTextStream& out, const QString& path, GDALDataset* input, const std::vector<BandReport>& bands,
+                   const datautil::CloudShare& cloud,
                    const QString& referencePath, const std::vector<Comparison>& comparisons, const Offset& offset,
                    const datautil::RasterGrid& grid)
     {
@@ -377,6 +393,7 @@ private:
         out << "</table>\n"
             << barChart("Entropy (bits)", entropy) << barChart("Average gradient", gradient)
             << barChart("Noise", noise);
+        out << "<p>" << cloudLine(cloud).toHtmlEscaped() << "</p>\n";
         if (!referencePath.isEmpty())
         {
             out << "<h2>Against " << referencePath.toHtmlEscaped() << "</h2>\n<p>Offset (pixels): ";

@@ -1,15 +1,18 @@
 // Plug-in "RasterToVector": polygons of equal value of one band (8-connected, nodata skipped) into a shapefile
 // beside the raster, with the value and, for classification images, the class name.
-#include "gdal_progress.h"
 #include "generic_params.h"
 #include "plugin_base.h"
 #include "raster_inputs.h"
+#include "raster_io.h"
+#include "region_tracer.h"
 #include "vector_layers.h"
 
-#include <gdal_alg.h>
+#include <cpl_vsi.h>
 #include <gdal_rat.h>
 
 #include <QFileInfo>
+
+#include <memory>
 
 namespace
 {
@@ -46,6 +49,25 @@ std::vector<QString> classNames(GDALRasterBand* band)
     return names;
 }
 
+// A folder of the in-memory file system, removed with everything in it when it goes.
+struct MemoryFolder
+{
+    MemoryFolder() : path(QStringLiteral("/vsimem/RasterToVector_%1").arg(quintptr(this), 0, 16)) {}
+    ~MemoryFolder() { VSIRmdirRecursive(path.toUtf8().constData()); }
+    MemoryFolder(const MemoryFolder&) = delete;
+    MemoryFolder& operator=(const MemoryFolder&) = delete;
+    QString path;
+};
+
+// The class name of a value: its category or table name, else "Class_<value + 1>".
+QString className(const std::vector<QString>& names, double value)
+{
+    const long long index = (long long)(value);
+    if (index >= 0 && size_t(index) < names.size() && !names[size_t(index)].isEmpty())
+        return names[size_t(index)];
+    return QStringLiteral("Class_%1").arg(index + 1);
+}
+
 class RasterToVector : public algokit::PluginBase
 {
 public:
@@ -73,7 +95,11 @@ protected:
         const bool classImage = band->GetColorTable() || band->GetCategoryNames() || band->GetDefaultRAT();
         const std::vector<QString> names = classImage ? classNames(band) : std::vector<QString>();
 
-        GDALDatasetUniquePtr out = datautil::createVectorOutput(m_output);
+        // Written in memory and copied beside the raster at the end: the shapefile writer seeks and writes a few
+        // bytes per feature, which costs more on disk than tracing the polygons does.
+        const MemoryFolder staging;
+        const QString staged = staging.path + QLatin1Char('/') + info.completeBaseName() + QStringLiteral(".shp");
+        GDALDatasetUniquePtr out = datautil::createVectorOutput(staged);
         const OGRSpatialReference* own = input->GetSpatialRef();
         OGRLayer* layer = out->CreateLayer(info.completeBaseName().toUtf8().constData(),
                                            const_cast<OGRSpatialReference*>(own), wkbPolygon, nullptr);
@@ -92,21 +118,78 @@ protected:
         }
 
         GDALRasterBand* mask = (band->GetMaskFlags() & GMF_ALL_VALID) ? nullptr : band->GetMaskBand();
-        char** options = CSLSetNameValue(nullptr, "8CONNECTED", "8");
-        algokit::GdalProgress bridge([this](double percent) { progress(percent); }, 0.0, classImage ? 90.0 : 100.0);
-        CPLErrorReset();
-        const CPLErr err = floating ? GDALFPolygonize(band, mask, OGRLayer::ToHandle(layer), 0, options,
-                                                      algokit::GdalProgress::callback, &bridge)
-                                    : GDALPolygonize(band, mask, OGRLayer::ToHandle(layer), 0, options,
-                                                     algokit::GdalProgress::callback, &bridge);
-        CSLDestroy(options);
-        bridge.rethrowIfCancelled();
-        if (err != CE_None)
-            throw algokit::AlgoError(
-                QStringLiteral("Polygonising %1 failed: %2").arg(inputPath, QString::fromUtf8(CPLGetLastErrorMsg())));
-        if (classImage)
-            nameClasses(layer, names);
+        double transform[6] = {0, 1, 0, 0, 0, 1};
+        input->GetGeoTransform(transform);
+        const int width = input->GetRasterXSize(), height = input->GetRasterYSize();
+        const int step = algokit::rowsPerBlock(input.get(), 9);
+        datautil::RegionTracer tracer(width);
+        std::vector<double> values;
+        std::vector<uint8_t> valid;
+        algokit::forEachRowBlock(height, step, [&](int row0, int rows) {
+            algokit::readRows(band, row0, rows, values);
+            if (mask)
+                algokit::readRows(mask, row0, rows, valid);
+            for (int r = 0; r < rows; ++r)
+                tracer.addRow(values.data() + size_t(r) * size_t(width),
+                              mask ? valid.data() + size_t(r) * size_t(width) : nullptr);
+            // The edges live until the last row; stop (nothing written yet) before they take the machine's memory
+            // or outgrow the 32-bit edge index.
+            if (tracer.heldBytes() > size_t(CPLGetUsablePhysicalRAM() / 2) || tracer.heldBytes() > (size_t(60) << 30))
+                throw algokit::AlgoError(QStringLiteral("RasterToVector: the polygons of %1 need more memory than "
+                                                        "this machine has (%2 MB held at row %3 of %4)")
+                                             .arg(inputPath)
+                                             .arg(qulonglong(tracer.heldBytes() >> 20))
+                                             .arg(row0 + rows)
+                                             .arg(height));
+            progress(70.0 * double(row0 + rows) / double(height));
+        });
+
+        OGRFeatureDefn* definition = layer->GetLayerDefn();
+        const bool integerValue = definition->GetFieldDefn(0)->GetType() == OFTInteger;
+        size_t written = 0;
+        auto write = [&](datautil::TracedRegion& region) {
+            OGRFeature feature(definition);
+            if (integerValue)
+                feature.SetField(0, int(region.value));
+            else
+                feature.SetField(0, region.value);
+            if (classImage)
+                feature.SetField(1, className(names, region.value).toUtf8().constData());
+            auto polygon = std::make_unique<OGRPolygon>();
+            for (const auto& corners : region.rings)
+            {
+                auto ring = std::make_unique<OGRLinearRing>();
+                ring->setNumPoints(int(corners.size()), FALSE);
+                for (size_t i = 0; i < corners.size(); ++i)
+                {
+                    const double x = corners[i].x, y = corners[i].y;
+                    ring->setPoint(int(i), transform[0] + x * transform[1] + y * transform[2],
+                                   transform[3] + x * transform[4] + y * transform[5]);
+                }
+                polygon->addRingDirectly(ring.release());
+            }
+            feature.SetGeometryDirectly(polygon.release());
+            if (layer->CreateFeature(&feature) != OGRERR_NONE)
+                throw algokit::AlgoError(QStringLiteral("Writing the polygons of %1 failed: %2")
+                                             .arg(m_output, QString::fromUtf8(CPLGetLastErrorMsg())));
+            if (++written % 4096 == 0)
+                progress(70.0 + 30.0 * double(written) / double(std::max<size_t>(1, tracer.regionCount())));
+        };
+        tracer.finish(write, [](int count, const std::function<void(int, int)>& work) {
+            algokit::parallelFor(count, work);
+        });
         out.reset();
+        datautil::removeVectorFiles(m_output);
+        for (const char* side : {"shp", "shx", "dbf", "prj", "cpg"})
+        {
+            const QString from = staging.path + QLatin1Char('/') + info.completeBaseName() + QLatin1Char('.') + side;
+            const QString to = info.absolutePath() + QLatin1Char('/') + info.completeBaseName() + QLatin1Char('.') + side;
+            VSIStatBufL stat;
+            if (VSIStatL(from.toUtf8().constData(), &stat) != 0)
+                continue;
+            if (CPLCopyFile(to.toUtf8().constData(), from.toUtf8().constData()) != 0)
+                throw algokit::AlgoError(QStringLiteral("Cannot write %1").arg(to));
+        }
         setResult(algokit::GenericOutputs().add(QStringLiteral("OutputFile"), m_output).result());
         progress(100.0);
         return true;
@@ -115,26 +198,6 @@ protected:
     void discardOutputs() override { datautil::removeVectorFiles(m_output); }
 
 private:
-    void nameClasses(OGRLayer* layer, const std::vector<QString>& names)
-    {
-        layer->ResetReading();
-        const GIntBig count = layer->GetFeatureCount();
-        GIntBig done = 0;
-        for (auto& feature : *layer)
-        {
-            const int value = feature->GetFieldAsInteger(0);
-            const QString name = value >= 0 && size_t(value) < names.size() && !names[size_t(value)].isEmpty()
-                                     ? names[size_t(value)]
-                                     : QStringLiteral("Class_%1").arg(value + 1);
-            feature->SetField(1, name.toUtf8().constData());
-            if (layer->SetFeature(feature.get()) != OGRERR_NONE)
-                throw algokit::AlgoError(QStringLiteral("Naming the classes in %1 failed: %2")
-                                             .arg(m_output, QString::fromUtf8(CPLGetLastErrorMsg())));
-            if (++done % 4096 == 0)
-                progress(90.0 + 10.0 * double(done) / double(std::max<GIntBig>(1, count)));
-        }
-    }
-
     QString m_output;
 };
 
