@@ -173,4 +173,19 @@ TEST(GeometryKernels, RpcFitReproducesTheModelBetweenItsNodes)
         EXPECT_NEAR(sample, t.pixel, 0.02);
     }
     EXPECT_THROW(fitRpc(std::vector<RpcPoint>(fit.begin(), fit.begin() + 20)), std::runtime_error);
+
+    // The .rpc text reads back to the same model (16 significant digits written), and a cut list is refused.
+    const std::string text = formatRpcGroupText(rpc, "GF3");
+    const RpcModel again = parseRpcGroupText(text);
+    for (size_t i = 0; i < 20; ++i)
+    {
+        EXPECT_NEAR(again.lineNum[i], rpc.lineNum[i], 1e-14 * std::abs(rpc.lineNum[i]));
+        EXPECT_NEAR(again.sampDen[i], rpc.sampDen[i], 1e-14 * std::abs(rpc.sampDen[i]));
+    }
+    EXPECT_NEAR(again.lonOffset, rpc.lonOffset, 1e-12);
+    EXPECT_NEAR(again.heightScale, rpc.heightScale, 1e-12);
+    const size_t cut = text.find(");", text.find("sampNumCoef"));
+    const size_t lastComma = text.rfind(',', cut);
+    EXPECT_THROW(parseRpcGroupText(text.substr(0, lastComma) + text.substr(cut)), std::runtime_error);
+    EXPECT_THROW(parseRpcGroupText("lineOffset = 1;"), std::runtime_error);
 }
