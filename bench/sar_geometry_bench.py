@@ -4,7 +4,8 @@ same formulas, on the shared Sentinel-1 products.
 
 Usage: sar_geometry_bench.py [BUILD_DIR]   (default "build"; the host is BUILD_DIR/bin/algofactory)
 Prints one line per case and peer: "<case>: ours X.XXs, <peer> Y.YYs, ratio Y/X = R.RR", or why a peer could not run.
-Cases: deburst of the IW1 VV swath of the EFA4 SLC (21632 x 12199 CInt16 out, about 1 GB); range-Doppler geocoding
+Cases: GF-3 footprint of a 6000 x 4000 CInt16 image with a zero collar and a linear RPC (.RPB) against GDAL's own
+polygoniser and RPC transformer driven from Python (made here, needs no shared data); deburst of the IW1 VV swath of the EFA4 SLC (21632 x 12199 CInt16 out, about 1 GB); range-Doppler geocoding
 of that swath at 100 m on a flat DEM; sigma0 and map placement of the 5371 IW GRDH (26102 x 16705) at 100 m. The measurements of these samples are dummies: the timings are those of
 real sizes, not of real content. Numbers depend on the machine's load.
 """
@@ -250,6 +251,71 @@ def peer_geocode(image, dem_height, grid_like, out):
     return line, column
 
 
+FOOTPRINT_META = """<product><satellite>GF3</satellite><productID>1</productID><imageinfo><corner>
+<topLeft><latitude>31.2</latitude><longitude>103.2</longitude></topLeft><topRight><latitude>31.2</latitude><longitude>103.8</longitude></topRight>
+<bottomRight><latitude>30.8</latitude><longitude>103.8</longitude></bottomRight><bottomLeft><latitude>30.8</latitude><longitude>103.2</longitude></bottomLeft>
+</corner></imageinfo></product>
+"""
+
+
+def footprint_product(folder, width=6000, height=4000):
+    """A GF-3-like image: valid data inside a parallelogram, zeros around it, and a linear RPC beside it."""
+    image = os.path.join(folder, "GF3_TEST_L10000000001.tiff")
+    ds = gdal.GetDriverByName("GTiff").Create(image, width, height, 1, gdal.GDT_CInt16, ["TILED=YES"])
+    corners = np.array([[0.15, 0.07], [0.95, 0.17], [0.85, 0.93], [0.05, 0.83]]) * [width, height]
+    band = ds.GetRasterBand(1)
+    x = np.arange(width) + 0.5
+    for top in range(0, height, 512):
+        y = np.arange(top, min(height, top + 512))[:, None] + 0.5
+        inside = np.ones((len(y), width), bool)
+        for i in range(4):
+            (ax, ay), (bx, by) = corners[i], corners[(i + 1) % 4]
+            inside &= (bx - ax) * (y - ay) - (by - ay) * (x - ax) >= 0
+        band.WriteArray((inside * (100 + 7j)).astype(np.complex64), 0, top)
+    ds = None
+    coefficients = lambda values: "(\n" + ",\n".join("\t\t\t%r" % v for v in values) + ");"
+    one, sample, line = [1.0] + [0.0] * 19, [0.0, 1.0] + [0.0] * 18, [0.0, 0.1, -1.0] + [0.0] * 17
+    with open(image[:-5] + ".rpb", "w") as f:
+        f.write("satId = \"GF3\";\nbandId = \"P\";\nSpecId = \"RPC00B\";\nBEGIN_GROUP = IMAGE\n"
+                "\terrBias = 1.0;\n\terrRand = 0.0;\n\tlineOffset = %d;\n\tsampOffset = %d;\n\tlatOffset = 31;\n"
+                "\tlongOffset = 103.5;\n\theightOffset = 500;\n\tlineScale = %d;\n\tsampScale = %d;\n"
+                "\tlatScale = 0.2;\n\tlongScale = 0.3;\n\theightScale = 500;\n"
+                "\tlineNumCoef = %s\n\tlineDenCoef = %s\n\tsampNumCoef = %s\n\tsampDenCoef = %s\n"
+                "END_GROUP = IMAGE\nEND;\n" % (height // 2, width // 2, height // 2, width // 2, coefficients(line),
+                                                 coefficients(one), coefficients(sample), coefficients(one)))
+    meta = os.path.join(folder, "GF3_TEST_L10000000001.meta.xml")
+    with open(meta, "w") as f:
+        f.write(FOOTPRINT_META)
+    return meta, image
+
+
+def peer_footprint(image, side=1024):
+    """GDAL from Python: decimated mask, gdal.Polygonize, largest ring through the RPC transformer, simplified."""
+    from osgeo import ogr
+    ds = gdal.Open(image)
+    factor = max(1, -(-max(ds.RasterXSize, ds.RasterYSize) // side))
+    w, h = -(-ds.RasterXSize // factor), -(-ds.RasterYSize // factor)
+    data = ds.GetRasterBand(1).ReadAsArray(buf_xsize=w, buf_ysize=h)
+    mask_ds = gdal.GetDriverByName("MEM").Create("", w, h, 1, gdal.GDT_Byte)
+    mask_ds.GetRasterBand(1).WriteArray((data != 0).astype(np.uint8))
+    source = ogr.GetDriverByName("Memory").CreateDataSource("")
+    layer = source.CreateLayer("m", geom_type=ogr.wkbPolygon)
+    layer.CreateField(ogr.FieldDefn("v", ogr.OFTInteger))
+    gdal.Polygonize(mask_ds.GetRasterBand(1), mask_ds.GetRasterBand(1), layer, 0)
+    largest = None
+    for feature in layer:
+        geometry = feature.GetGeometryRef().Clone()
+        if largest is None or geometry.GetArea() > largest.GetArea():
+            largest = geometry
+    ring = largest.GetGeometryRef(0).Clone()
+    ring = ogr.CreateGeometryFromWkt(ring.ExportToWkt().replace("LINEARRING", "LINESTRING")).SimplifyPreserveTopology(0.75)
+    sx, sy = ds.RasterXSize / w, ds.RasterYSize / h
+    transformer = gdal.Transformer(ds, None, ["METHOD=RPC", "RPC_HEIGHT=500"])
+    points, _ = transformer.TransformPoints(0, [(x * sx, y * sy, 500.0) for x, y in ring.GetPoints()])
+    polygon = ogr.CreateGeometryFromWkt("POLYGON((%s))" % ",".join("%r %r" % (p[0], p[1]) for p in points))
+    return polygon.GetArea()
+
+
 def otb(case, command):
     """Orfeo ToolBox on the same product; reports its refusal when it cannot read it."""
     done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
@@ -263,6 +329,20 @@ def otb(case, command):
 def main():
     build = sys.argv[1] if len(sys.argv) > 1 else "build"
     host = os.path.join(build, "bin", "algofactory")
+    with tempfile.TemporaryDirectory() as tmp:
+        case = "GF-3 footprint through RPC, 6000x4000 CInt16"
+        meta, image = footprint_product(tmp)
+        shp = os.path.join(tmp, "footprint.shp")
+        ours = timed(lambda: run([host, "call", "GF3_ContourShp", meta, shp]))
+        areas = []
+        peer = timed(lambda: areas.append(peer_footprint(image)))
+        report(case, ours, "GDAL from Python", peer)
+        from osgeo import ogr
+        written = ogr.Open(shp)
+        feature = written.GetLayer(0).GetNextFeature()
+        ours_area = feature.GetGeometryRef().GetArea()
+        print("%s: area ours %.6f, peer %.6f square degrees (relative difference %.2g)"
+              % (case, ours_area, areas[0], abs(ours_area - areas[0]) / areas[0]))
     slc, grd = os.path.join(DATA, SLC), os.path.join(DATA, GRD)
     if not os.path.isdir(slc) or not os.path.isdir(grd):
         print("../shared/data/sentinel1 is not available")

@@ -3,6 +3,7 @@
 #include "geodesy.h"
 #include "orbit.h"
 #include "range_doppler.h"
+#include "record_geometry.h"
 #include "rpc_model.h"
 #include "s1_product.h"
 #include "simulated_scene.h"
@@ -100,6 +101,35 @@ S1Annotation threeBursts(int stride = 7)
 
 } // namespace
 
+TEST(GeometryKernels, SquintedModelMatchesTheClosedFormAndSurvivesACrop)
+{
+    simscene::Scene scene = simscene::makeScene();
+    simscene::squint(scene, 250.0, 4e6);
+    const RangeDoppler model = rangeDopplerFromRecord(scene.record);
+    ASSERT_TRUE(model.grid().squinted());
+    // A window whose near range moves by 120 samples: the centroid polynomial must be re-expanded about it.
+    SarParameterRecord cropped = scene.record;
+    ASSERT_TRUE(cropRecord(cropped, model, 120, 40, 200, 300, 0.0));
+    const RangeDoppler croppedModel = rangeDopplerFromRecord(cropped);
+    for (const simscene::Target& t : simscene::targets(scene, 700.0))
+    {
+        const Vec3 p = simscene::ecef(t.latitude, t.longitude, t.height);
+        double line, pixel;
+        ASSERT_TRUE(model.groundToImage(p, &line, &pixel));
+        EXPECT_NEAR(line, t.line, 1e-3);
+        EXPECT_NEAR(pixel, t.pixel, 1e-3);
+        Vec3 back;
+        ASSERT_TRUE(model.imageToGround(t.line, t.pixel, t.height, &back));
+        EXPECT_LT((back - p).norm(), 0.05);
+        ASSERT_TRUE(croppedModel.groundToImage(p, &line, &pixel));
+        EXPECT_NEAR(line, t.line - 40, 1e-3);
+        EXPECT_NEAR(pixel, t.pixel - 120, 1e-3);
+    }
+    // Deskewed images stay zero-Doppler whatever centroid they carry.
+    scene.record.azimuthDeskew = "ON";
+    EXPECT_FALSE(rangeDopplerFromRecord(scene.record).grid().squinted());
+}
+
 TEST(GeometryKernels, DeburstCutsAtMidOverlapAndKeepsGaps)
 {
     // Valid lines on the common axis: burst 0 2..7, burst 1 9..14, burst 2 16..21: a gap of one line each time.
@@ -173,4 +203,19 @@ TEST(GeometryKernels, RpcFitReproducesTheModelBetweenItsNodes)
         EXPECT_NEAR(sample, t.pixel, 0.02);
     }
     EXPECT_THROW(fitRpc(std::vector<RpcPoint>(fit.begin(), fit.begin() + 20)), std::runtime_error);
+
+    // The .rpc text reads back to the same model (16 significant digits written), and a cut list is refused.
+    const std::string text = formatRpcGroupText(rpc, "GF3");
+    const RpcModel again = parseRpcGroupText(text);
+    for (size_t i = 0; i < 20; ++i)
+    {
+        EXPECT_NEAR(again.lineNum[i], rpc.lineNum[i], 1e-14 * std::abs(rpc.lineNum[i]));
+        EXPECT_NEAR(again.sampDen[i], rpc.sampDen[i], 1e-14 * std::abs(rpc.sampDen[i]));
+    }
+    EXPECT_NEAR(again.lonOffset, rpc.lonOffset, 1e-12);
+    EXPECT_NEAR(again.heightScale, rpc.heightScale, 1e-12);
+    const size_t cut = text.find(");", text.find("sampNumCoef"));
+    const size_t lastComma = text.rfind(',', cut);
+    EXPECT_THROW(parseRpcGroupText(text.substr(0, lastComma) + text.substr(cut)), std::runtime_error);
+    EXPECT_THROW(parseRpcGroupText("lineOffset = 1;"), std::runtime_error);
 }

@@ -61,10 +61,12 @@ struct SmallProduct
     QString folder;
     simscene::Scene scene;
     std::vector<std::complex<float>> pixels;
+    std::vector<uint16_t> amplitudes; // level 1.5
 };
 
-// A PALSAR-2 level 1.1 product of 24 x 16 samples, one polarisation (HH), on the simulated orbit.
-SmallProduct makeProduct(const QString& parent)
+// A PALSAR-2 level 1.1 product of 24 x 16 samples, one polarisation (HH), on the simulated orbit; with
+// `levelOneFive`, a detected level 1.5 product of the same size (16-bit samples after 192-byte prefixes).
+SmallProduct makeProduct(const QString& parent, bool levelOneFive = false)
 {
     SmallProduct p;
     p.folder = parent + "/product";
@@ -97,21 +99,23 @@ SmallProduct makeProduct(const QString& parent)
         for (int i = 0; i < 6; ++i)
             put(platform, 387 + size_t(k) * 132 + size_t(i) * 22, 387 + size_t(k) * 132 + size_t(i) * 22 + 21, number(values[i]));
     }
-    QFile led(p.folder + "/LED-ALOS2TEST-FBSR1.1");
+    const QString level = levelOneFive ? "1.5GUA" : "1.1";
+    QFile led(p.folder + "/LED-ALOS2TEST-FBSR" + level);
     led.open(QIODevice::WriteOnly);
     led.write((leader + summary + platform).data(), qint64(leader.size() + summary.size() + platform.size()));
     led.close();
 
-    const int width = 24, lines = 16, prefix = 544, recordLength = prefix + width * 8;
+    const int width = 24, lines = 16, prefix = levelOneFive ? 192 : 544, sampleBytes = levelOneFive ? 2 : 8;
+    const int recordLength = prefix + width * sampleBytes;
     std::string descriptor = record(1, 192, 720);
     put(descriptor, 181, 186, "16");
     put(descriptor, 187, 192, std::to_string(recordLength));
-    put(descriptor, 217, 220, "32");
+    put(descriptor, 217, 220, levelOneFive ? "16" : "32");
     put(descriptor, 237, 244, "16");
     put(descriptor, 249, 256, "24");
-    put(descriptor, 277, 280, "544");
-    put(descriptor, 281, 288, std::to_string(width * 8));
-    descriptor.replace(400, 28, "C*8                         ");
+    put(descriptor, 277, 280, std::to_string(prefix));
+    put(descriptor, 281, 288, std::to_string(width * sampleBytes));
+    descriptor.replace(400, 28, levelOneFive ? "IU2                         " : "C*8                         ");
     std::string image = descriptor;
     for (int y = 0; y < lines; ++y)
     {
@@ -122,6 +126,18 @@ SmallProduct makeProduct(const QString& parent)
         putBig(q + 36, 2014);
         putBig(q + 40, 252); // 9 September 2014
         putBig(q + 44, uint32_t(std::lround(t * 1000.0)));
+        if (levelOneFive)
+        {
+            for (int x = 0; x < width; ++x)
+            {
+                const uint16_t value = uint16_t(1000 + 37 * y + x);
+                p.amplitudes.push_back(value);
+                q[prefix + 2 * x] = uint8_t(value >> 8);
+                q[prefix + 2 * x + 1] = uint8_t(value & 0xff);
+            }
+            image += rec;
+            continue;
+        }
         putBig(q + 56, uint32_t(std::lround(1e3 / s.azimuthLineTime)));
         putBig(q + 116, uint32_t(std::lround(s.nearSlantRange)));
         for (int x = 0; x < width; ++x)
@@ -138,7 +154,7 @@ SmallProduct makeProduct(const QString& parent)
         }
         image += rec;
     }
-    QFile img(p.folder + "/IMG-HH-ALOS2TEST-FBSR1.1");
+    QFile img(p.folder + "/IMG-HH-ALOS2TEST-FBSR" + level);
     img.open(QIODevice::WriteOnly);
     img.write(image.data(), qint64(image.size()));
     return p;
@@ -229,4 +245,48 @@ TEST(PalsarImport, LevelOneOneProductRoundTripsPixelForPixel)
     EXPECT_NE(std::string(result.record.message).find("15 of its 16 image records are present!"), std::string::npos)
         << result.record.message;
     EXPECT_FALSE(QDir(dir.filePath("out2")).exists());
+}
+
+TEST(PalsarImport, LevelOneFiveTimesFromTheProcessedDataRecordsOrTheLeader)
+{
+    QTemporaryDir dir;
+    const SmallProduct product = makeProduct(dir.path(), true);
+    const SarParameterRecord& s = product.scene.record;
+    const QString out = dir.filePath("out");
+    StdoutCapture capture;
+    ASSERT_TRUE(ExcuteAlgo_PALSAR2_SLCDataImport(product.folder.toUtf8().constData(), out.toUtf8().constData(), nullptr))
+        << capture.text();
+    const QString image = out + "/IMG-HH-ALOS2TEST-FBSR1.5GUA.tif";
+    GDALDataset* ds = GDALDataset::Open(image.toUtf8().constData(), GDAL_OF_RASTER);
+    ASSERT_TRUE(ds);
+    std::vector<uint16_t> got(24 * 16);
+    ASSERT_EQ(ds->GetRasterBand(1)->RasterIO(GF_Read, 0, 0, 24, 16, got.data(), 24, 16, GDT_UInt16, 0, 0), CE_None);
+    GDALClose(ds);
+    EXPECT_EQ(got, product.amplitudes);
+    SarParameterRecord r;
+    ASSERT_TRUE(ReadSarParameterFile((out + "/IMG-HH-ALOS2TEST-FBSR1.5GUA.xml").toUtf8().constData(), r));
+    // The first and last records' milliseconds of the day, as written above.
+    EXPECT_NEAR(r.startTime, std::lround(s.startTime * 1000.0) * 1e-3, 1e-9);
+    EXPECT_NEAR(r.endTime, std::lround((s.startTime + 15 * s.azimuthLineTime) * 1000.0) * 1e-3, 1e-9);
+    EXPECT_NEAR(r.azimuthLineTime, s.azimuthLineTime, 1e-4);
+    EXPECT_EQ(r.rawDataStartTime, "2014-09-09");
+    EXPECT_EQ(r.imageDataType, "DETECTED");
+
+    // Records without a date (zeros where the year would be): the leader's scene centre time, 11:16:40.000.
+    QFile img(product.folder + "/IMG-HH-ALOS2TEST-FBSR1.5GUA");
+    ASSERT_TRUE(img.open(QIODevice::ReadWrite));
+    QByteArray bytes = img.readAll();
+    const int recordLength = 192 + 24 * 2;
+    for (int y = 0; y < 16; ++y)
+        std::memset(bytes.data() + 720 + y * recordLength + 36, 0, 12);
+    img.seek(0);
+    img.write(bytes);
+    img.close();
+    const QString out2 = dir.filePath("out2");
+    StdoutCapture again;
+    ASSERT_TRUE(ExcuteAlgo_PALSAR2_SLCDataImport(product.folder.toUtf8().constData(), out2.toUtf8().constData(), nullptr))
+        << again.text();
+    ASSERT_TRUE(ReadSarParameterFile((out2 + "/IMG-HH-ALOS2TEST-FBSR1.5GUA.xml").toUtf8().constData(), r));
+    EXPECT_DOUBLE_EQ(r.startTime, 11 * 3600 + 16 * 60 + 40.0);
+    EXPECT_DOUBLE_EQ(r.centerTime, r.startTime);
 }

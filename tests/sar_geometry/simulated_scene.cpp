@@ -17,12 +17,15 @@ constexpr double kInclination = 98.18 * M_PI / 180.0;
 constexpr double kEarthRate = 7.2921150e-5;
 constexpr double kLight = 299792458.0;
 
-double zeroDopplerTime(const AnalyticOrbit& orbit, const Vec3& p, double low, double high)
+// Doppler equation v.d - (lambda / 2) R f(R) = 0 with f(R) = d0 + d1 2 (R - nearRange) / c.
+double dopplerTime(const AnalyticOrbit& orbit, const Vec3& p, double low, double high, double lambda = 0.0,
+                   double d0 = 0.0, double d1 = 0.0, double nearRange = 0.0)
 {
     auto f = [&](double t) {
         Vec3 s, v;
         orbit.state(t, &s, &v);
-        return v.dot(p - s);
+        const double range = (p - s).norm();
+        return v.dot(p - s) - 0.5 * lambda * range * (d0 + d1 * 2.0 * (range - nearRange) / kLight);
     };
     // f decreases through zero as the sensor passes the point.
     for (int i = 0; i < 200 && high - low > 1e-12; ++i)
@@ -72,7 +75,7 @@ Scene makeScene(int width, int height, double latitude, double longitude)
     scene.orbit.raan = (longitude - 4.8) * M_PI / 180.0 - std::atan2(s.y(), s.x());
 
     const Vec3 centre = ecef(latitude, longitude, 0.0);
-    const double tc = zeroDopplerTime(scene.orbit, centre, -60.0, 60.0);
+    const double tc = dopplerTime(scene.orbit, centre, -60.0, 60.0);
     scene.orbit.state(tc, &s, &v);
     const double rc = (centre - s).norm();
 
@@ -113,11 +116,20 @@ Scene makeScene(int width, int height, double latitude, double longitude)
     return scene;
 }
 
+void squint(Scene& scene, double d0, double d1)
+{
+    scene.doppler0 = d0;
+    scene.doppler1 = d1;
+    scene.record.azimuthDeskew = "OFF";
+    scene.record.dopplerCentroidCoefficients = {d0, d1, 0.0, 0.0};
+}
+
 bool truePosition(const Scene& scene, double latitude, double longitude, double height, double* line, double* pixel)
 {
     const SarParameterRecord& r = scene.record;
     const Vec3 p = ecef(latitude, longitude, height);
-    const double t = zeroDopplerTime(scene.orbit, p, r.startTime - kT0 - 30.0, r.endTime - kT0 + 30.0);
+    const double t = dopplerTime(scene.orbit, p, r.startTime - kT0 - 30.0, r.endTime - kT0 + 30.0, r.radarWavelength,
+                                 scene.doppler0, scene.doppler1, r.nearSlantRange);
     Vec3 s, v;
     scene.orbit.state(t, &s, &v);
     *line = (t + kT0 - r.startTime) / r.azimuthLineTime;

@@ -29,7 +29,13 @@ struct Scene
     AnalyticOrbit orbit;
     SarParameterRecord record;
     double centreLatitude = 0.0, centreLongitude = 0.0;
+    // Doppler centroid of a squinted scene: d0 (Hz) + d1 (Hz/s) x (two-way range time - that of the near range).
+    double doppler0 = 0.0, doppler1 = 0.0;
 };
+
+// Makes the scene squinted (Doppler-centroid geometry, azimuth not deskewed) with the centroid d0 + d1 dt; the
+// record keeps its times, so the targets move along the track.
+void squint(Scene& scene, double d0, double d1);
 
 // A scene of width x height samples centred on (latitude, longitude) at height 0, seen right-looking.
 Scene makeScene(int width = 400, int height = 500, double latitude = 41.6, double longitude = 12.8);
@@ -37,7 +43,8 @@ Scene makeScene(int width = 400, int height = 500, double latitude = 41.6, doubl
 // Geodetic (WGS 84) to Earth-fixed, written out here for the truths.
 Vec3 ecef(double latitude, double longitude, double height);
 
-// The true image position of a ground point: zero-Doppler time by bisection on the closed-form orbit.
+// The true image position of a ground point: the time at which 2 v.(p - s) / (lambda R) equals the scene's
+// Doppler centroid (zero unless squinted), by bisection on the closed-form orbit.
 bool truePosition(const Scene& scene, double latitude, double longitude, double height, double* line, double* pixel);
 
 struct Target

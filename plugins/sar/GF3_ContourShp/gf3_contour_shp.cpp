@@ -1,7 +1,8 @@
-// Plug-in "GF3_ContourShp": the footprint of a GF-3 product (the four corners of its meta.xml) as a polygon
-// shapefile in WGS 84 with the product's attributes.
+// Plug-in "GF3_ContourShp": the footprint of a GF-3 product as a polygon shapefile in WGS 84 with the product's
+// attributes: the valid-data outline of its image through the RPC when one is beside it, else the meta.xml corners.
 #include "generic_params.h"
 #include "plugin_base.h"
+#include "rpc_footprint.h"
 
 #include <boost/property_tree/ptree.hpp>
 #include <boost/property_tree/xml_parser.hpp>
@@ -48,6 +49,25 @@ protected:
         {
             args.refuse("MetaXmlFile", meta, QString::fromUtf8(e.what()));
         }
+        QString productId;
+        for (const auto& attribute : footprint.attributes)
+            if (attribute.first == "ProductID")
+                productId = QString::fromStdString(attribute.second);
+        std::unique_ptr<OGRPolygon> outline;
+        const gf3footprint::RpcImage rpcImage = gf3footprint::findRpcImage(meta, productId);
+        if (!rpcImage.image.isEmpty())
+        {
+            try
+            {
+                outline = gf3footprint::validDataFootprint(rpcImage);
+            }
+            catch (const std::exception& e)
+            {
+                return fail(QStringLiteral("The footprint of %1 cannot be made from its RPC: %2")
+                                .arg(rpcImage.image, QString::fromUtf8(e.what())));
+            }
+        }
+        footprint.attributes.emplace_back("Outline", outline ? "valid data through RPC" : "meta.xml corners");
 
         GDALDriver* driver = GetGDALDriverManager()->GetDriverByName("ESRI Shapefile");
         if (!driver)
@@ -82,13 +102,18 @@ protected:
         OGRFeature feature(layer->GetLayerDefn());
         for (const auto& attribute : footprint.attributes)
             feature.SetField(attribute.first.c_str(), attribute.second.c_str());
-        OGRLinearRing ring;
-        for (int i = 0; i <= 4; ++i)
-            ring.addPoint(footprint.longitude[i % 4], footprint.latitude[i % 4]);
         OGRPolygon polygon;
-        polygon.addRing(&ring);
-        // Shapefile outer rings run clockwise; the corner order depends on the pass and look direction.
-        if (!ring.isClockwise())
+        if (outline)
+            polygon = *outline;
+        else
+        {
+            OGRLinearRing ring;
+            for (int i = 0; i <= 4; ++i)
+                ring.addPoint(footprint.longitude[i % 4], footprint.latitude[i % 4]);
+            polygon.addRing(&ring);
+        }
+        // Shapefile outer rings run clockwise; the order depends on the pass and look direction.
+        if (!polygon.getExteriorRing()->isClockwise())
             polygon.getExteriorRing()->reverseWindingOrder();
         feature.SetGeometry(&polygon);
         if (layer->CreateFeature(&feature) != OGRERR_NONE)

@@ -12,6 +12,7 @@
 #include <cpl_vsi.h>
 
 #include <QDate>
+#include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
 
@@ -75,6 +76,17 @@ QString productFolder(const QString& input)
             if (name.startsWith("LED-"))
                 return folder;
     return QString();
+}
+
+QDate dayOf(const CeosLinePrefix& prefix)
+{
+    return QDate(prefix.year, 1, 1).addDays(prefix.dayOfYear - 1);
+}
+
+bool plausibleTime(const CeosLinePrefix& prefix)
+{
+    return prefix.year >= 1990 && prefix.year <= 2100 && prefix.dayOfYear >= 1 && prefix.dayOfYear <= 366 &&
+           prefix.millisecondOfDay >= 0 && prefix.millisecondOfDay < 86400000;
 }
 
 } // namespace
@@ -201,6 +213,37 @@ QStringList importPalsar(const algokit::GenericParams& args, const QString& sens
             r.imageDataType = "DETECTED";
             r.imageGeometry = complex ? "SLANT_RANGE" : "GEOCODED";
             r.pulseRepetitionFrequency = leader.prf;
+            // Level 1.5: the processed data records carry the acquisition year, day and millisecond at the
+            // places the signal data records do; when they do not read as a date, the leader's scene centre time.
+            bool fromRecords = false;
+            if (d.prefixBytes >= 124 && d.lines > 0)
+            {
+                readRecord(0);
+                const CeosLinePrefix first = readCeosLinePrefix(record.data(), size_t(d.prefixBytes));
+                readRecord(d.lines - 1);
+                const CeosLinePrefix last = readCeosLinePrefix(record.data(), size_t(d.prefixBytes));
+                if (plausibleTime(first) && plausibleTime(last))
+                {
+                    imageDay = dayOf(first);
+                    r.startTime = first.millisecondOfDay * 1e-3;
+                    r.endTime = last.millisecondOfDay * 1e-3 + 86400.0 * double(imageDay.daysTo(dayOf(last)));
+                    if (d.lines > 1 && r.endTime >= r.startTime)
+                    {
+                        r.azimuthLineTime = (r.endTime - r.startTime) / (d.lines - 1);
+                        fromRecords = true;
+                    }
+                }
+            }
+            if (!fromRecords)
+            {
+                const QDateTime centre = QDateTime::fromString(QString::fromStdString(leader.sceneCentreTime.substr(0, 17)),
+                                                               QStringLiteral("yyyyMMddHHmmsszzz"));
+                if (centre.isValid())
+                {
+                    imageDay = centre.date();
+                    r.startTime = r.endTime = centre.time().msecsSinceStartOfDay() * 1e-3;
+                }
+            }
         }
         r.rawDataStartTime = imageDay.toString("yyyy-MM-dd").toStdString();
         r.centerTime = 0.5 * (r.startTime + r.endTime);

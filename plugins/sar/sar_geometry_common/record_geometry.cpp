@@ -64,6 +64,15 @@ bool cropRecord(SarParameterRecord& r, const RangeDoppler& model, int x0, int y0
     RadarGrid cropped = g;
     cropped.firstLineTime = r.startTime;
     cropped.nearRange = r.nearSlantRange;
+    if (g.squinted())
+    {
+        // The centroid polynomial counts range time from the near range: re-expand it about the new one.
+        const double shift = 2.0 * (cropped.nearRange - g.nearRange) / kSpeedOfLight;
+        const auto& c = g.doppler;
+        cropped.doppler = {c[0] + shift * (c[1] + shift * (c[2] + shift * c[3])),
+                           c[1] + shift * (2.0 * c[2] + 3.0 * shift * c[3]), c[2] + 3.0 * shift * c[3], c[3]};
+        r.dopplerCentroidCoefficients = cropped.doppler;
+    }
     cropped.width = width;
     cropped.height = height;
     const RangeDoppler croppedModel(model.orbit(), cropped, model.ellipsoid());

@@ -5,7 +5,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cctype>
 #include <cstdio>
+#include <cstdlib>
+#include <map>
 #include <stdexcept>
 
 namespace sargeo
@@ -213,6 +216,119 @@ std::string formatRpcTxt(const RpcModel& m)
     coefficients("SAMP_NUM_COEFF", m.sampNum);
     coefficients("SAMP_DEN_COEFF", m.sampDen);
     return s;
+}
+
+} // namespace sargeo
+
+namespace sargeo
+{
+
+namespace
+{
+
+std::string lowered(std::string s)
+{
+    for (char& c : s)
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return s;
+}
+
+std::string trimmed(const std::string& s)
+{
+    const size_t begin = s.find_first_not_of(" \t\r\n\"");
+    if (begin == std::string::npos)
+        return {};
+    const size_t end = s.find_last_not_of(" \t\r\n\"");
+    return s.substr(begin, end - begin + 1);
+}
+
+double parsedNumber(const std::string& key, const std::string& text)
+{
+    const std::string t = trimmed(text);
+    char* end = nullptr;
+    const double v = std::strtod(t.c_str(), &end);
+    if (t.empty() || end != t.c_str() + t.size() || !std::isfinite(v))
+        throw std::runtime_error("the RPC value of " + key + " (" + t.substr(0, 40) + ") is not a number");
+    return v;
+}
+
+} // namespace
+
+RpcModel parseRpcGroupText(const std::string& text)
+{
+    // Statements end with ';'; a coefficient list is "( v, v, ... )" spread over lines.
+    std::map<std::string, std::string> values;
+    size_t at = 0;
+    while (at < text.size())
+    {
+        const size_t end = text.find(';', at);
+        const std::string statement = text.substr(at, end == std::string::npos ? std::string::npos : end - at);
+        at = end == std::string::npos ? text.size() : end + 1;
+        const size_t equals = statement.find('=');
+        if (equals == std::string::npos)
+            continue;
+        std::string key = lowered(trimmed(statement.substr(0, equals)));
+        // "BEGIN_GROUP = IMAGE" shares a statement with the first key inside the group.
+        const size_t lastLine = key.find_last_of("\n");
+        if (lastLine != std::string::npos)
+            key = lowered(trimmed(key.substr(lastLine + 1)));
+        values[key] = statement.substr(equals + 1);
+    }
+    auto scalar = [&](const char* key) {
+        const auto it = values.find(lowered(key));
+        if (it == values.end())
+            throw std::runtime_error(std::string("the RPC has no ") + key);
+        return parsedNumber(key, it->second);
+    };
+    auto coefficients = [&](const char* key) {
+        const auto it = values.find(lowered(key));
+        if (it == values.end())
+            throw std::runtime_error(std::string("the RPC has no ") + key);
+        std::string list = it->second;
+        const size_t open = list.find('('), close = list.rfind(')');
+        if (open == std::string::npos || close == std::string::npos || close < open)
+            throw std::runtime_error(std::string("the RPC ") + key + " is not a list in parentheses");
+        list = list.substr(open + 1, close - open - 1);
+        std::array<double, 20> c{};
+        size_t n = 0, from = 0;
+        while (from <= list.size())
+        {
+            const size_t comma = list.find(',', from);
+            const std::string item = list.substr(from, comma == std::string::npos ? std::string::npos : comma - from);
+            if (n == 20)
+                throw std::runtime_error(std::string("the RPC ") + key + " has more than 20 coefficients");
+            c[n++] = parsedNumber(key, item);
+            if (comma == std::string::npos)
+                break;
+            from = comma + 1;
+        }
+        if (n != 20)
+            throw std::runtime_error(std::string("the RPC ") + key + " has " + std::to_string(n) + " coefficients, not 20");
+        return c;
+    };
+    RpcModel m;
+    m.lineOffset = scalar("lineOffset");
+    m.sampOffset = scalar("sampOffset");
+    m.latOffset = scalar("latOffset");
+    m.lonOffset = scalar("longOffset");
+    m.heightOffset = scalar("heightOffset");
+    m.lineScale = scalar("lineScale");
+    m.sampScale = scalar("sampScale");
+    m.latScale = scalar("latScale");
+    m.lonScale = scalar("longScale");
+    m.heightScale = scalar("heightScale");
+    for (double scale : {m.lineScale, m.sampScale, m.latScale, m.lonScale, m.heightScale})
+        if (scale == 0.0)
+            throw std::runtime_error("the RPC has a zero scale");
+    m.lineNum = coefficients("lineNumCoef");
+    m.lineDen = coefficients("lineDenCoef");
+    m.sampNum = coefficients("sampNumCoef");
+    m.sampDen = coefficients("sampDenCoef");
+    if (values.count("errbias"))
+        m.errBias = parsedNumber("errBias", values["errbias"]);
+    if (values.count("errrand"))
+        m.errRand = parsedNumber("errRand", values["errrand"]);
+    return m;
 }
 
 } // namespace sargeo

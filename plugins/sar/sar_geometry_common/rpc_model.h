@@ -43,6 +43,9 @@ RpcResiduals rpcResiduals(const RpcModel& model, const std::vector<RpcPoint>& po
 
 // "key = value;" layout with IMAGE group (as the .rpc files of GF-3 products and .RPB files).
 std::string formatRpcGroupText(const RpcModel& model, const std::string& satelliteId);
+// Reads the "key = value;" layout back (.rpc of GF-3 products, .RPB); keys are matched without regard to case.
+// Throws std::runtime_error naming the first missing or malformed key.
+RpcModel parseRpcGroupText(const std::string& text);
 // "KEY: value" lines that GDAL reads from <image>_RPC.TXT.
 std::string formatRpcTxt(const RpcModel& model);
 
