@@ -6,6 +6,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QImage>
 #include <QTemporaryDir>
 
 #include <Eigen/Eigenvalues>
@@ -512,6 +513,24 @@ TEST(PolsarEntries, SignaturesOfTrihedralAndDihedralHaveTheirTextbookExtremes)
     const Complex u1(std::cos(psi) * std::cos(chi), -std::sin(psi) * std::sin(chi)),
         u2(std::sin(psi) * std::cos(chi), std::cos(psi) * std::sin(chi));
     EXPECT_NEAR(at(dihedral.first, 30, 10), std::norm(u1 * u1 - u2 * u2), 1e-6); // the maximum is 1
+
+    // The charts are surfaces coloured by power over a white page: the ridge at power 1 (red) and the floor at
+    // power 0 (dark blue) of the trihedral both show, in each chart.
+    for (const char* chart : {"/tri/S2_copol.png", "/tri/S2_crosspol.png"})
+    {
+        const QImage image(d + chart);
+        ASSERT_EQ(image.size(), QSize(960, 720)) << chart;
+        int red = 0, blue = 0;
+        for (int y = 0; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); ++x)
+            {
+                const QColor c = image.pixelColor(x, y);
+                red += c.red() > 170 && c.green() < 70 && c.blue() < 70;
+                blue += c.blue() > 120 && c.red() < 50 && c.green() < 90;
+            }
+        EXPECT_GT(red, 500) << chart;
+        EXPECT_GT(blue, 500) << chart;
+    }
 
     const EntryRun outside = capture([&] { return ExcuteAlgo_PolSAR_PolSignatures(input.c_str(), (d + "/x").toStdString().c_str(), "0|6|0|1", nullptr); });
     EXPECT_FALSE(outside.ok);

@@ -66,3 +66,47 @@ TEST(WaterThreshold, SplitBasedThresholdComesFromTheBimodalTiles)
     splitBasedThreshold(plain, &used);
     EXPECT_EQ(used, 0);
 }
+
+TEST(WaterThreshold, HierarchicalSearchDescendsToTheShoreQuarter)
+{
+    std::mt19937 random(11);
+    // 4 x 4 leaves of land; a lake fills one leaf of the top-left quarter. The whole image and the other quarters
+    // are not bimodal (the lake is under 10 % of the image); the top-left quarter, a quarter lake, is.
+    std::vector<Histogram> leaves(16);
+    for (int i = 0; i < 16; ++i)
+    {
+        const bool lake = i == 5;
+        if (lake)
+            addNormal(leaves[size_t(i)], -22.0, 1.5, 1000, random);
+        else
+            addNormal(leaves[size_t(i)], -8.0, 2.5, 1000, random);
+    }
+    Histogram whole, corner;
+    for (const Histogram& leaf : leaves)
+        whole.merge(leaf);
+    for (int i : {0, 1, 4, 5})
+        corner.merge(leaves[size_t(i)]);
+    ASSERT_FALSE(otsuSplit(whole).bimodal);
+    ASSERT_TRUE(otsuSplit(corner).bimodal);
+    int parts = 0, covered = 0;
+    const double threshold = hierarchicalSplitThreshold(leaves, 4, 4, &parts, &covered);
+    EXPECT_EQ(parts, 1);
+    EXPECT_EQ(covered, 4);
+    EXPECT_DOUBLE_EQ(threshold, otsuSplit(corner).threshold); // Otsu of exactly that quarter
+    EXPECT_GT(threshold, -18.5);
+    EXPECT_LT(threshold, -12.0);
+
+    // Odd grids split unevenly and still visit every leaf once: a lone bimodal leaf at the far corner of 3 x 3.
+    std::vector<Histogram> odd(9);
+    for (int i = 0; i < 9; ++i)
+        addNormal(odd[size_t(i)], -8.0, 2.5, 1000, random);
+    addNormal(odd[8], -22.0, 1.5, 1000, random);
+    hierarchicalSplitThreshold(odd, 3, 3, &parts, &covered);
+    EXPECT_EQ(parts, 1);
+    EXPECT_EQ(covered, 1);
+
+    // Nothing bimodal: Otsu of everything, as the flat search does.
+    std::vector<Histogram> land(leaves.begin(), leaves.begin() + 4);
+    EXPECT_DOUBLE_EQ(hierarchicalSplitThreshold(land, 2, 2, &parts), splitBasedThreshold(land));
+    EXPECT_EQ(parts, 0);
+}

@@ -1,31 +1,18 @@
 // Plug-in "PolSAR_PolSignatures": co- and cross-polarised signatures of the mean covariance of a pixel region
 // (x0|x1|y0|y1, ends included; anything else: the whole image) of a quad-pol folder, written as text grids,
-// Float32 rasters (rows: ellipticity -45..45, columns: orientation -90..90 degrees) and PNG colour-map charts.
+// Float32 rasters (rows: ellipticity -45..45, columns: orientation -90..90 degrees) and PNG surface charts.
 #include "generic_params.h"
 #include "polarimetric_signature.h"
 #include "polsar_folder.h"
+#include "signature_chart.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QTextStream>
-#include <array>
 
 namespace
 {
-
-// Blue, cyan, yellow, red over 0..1.
-std::array<int, 3> ramp(double v)
-{
-    static const double stops[4][3] = {{0, 0, 160}, {0, 200, 255}, {255, 230, 0}, {200, 0, 0}};
-    const double t = std::clamp(v, 0.0, 1.0) * 3.0;
-    const int i = std::min(2, int(t));
-    const double f = t - i;
-    std::array<int, 3> colour;
-    for (int c = 0; c < 3; ++c)
-        colour[size_t(c)] = int(std::lround(stops[i][c] + f * (stops[i + 1][c] - stops[i][c])));
-    return colour;
-}
 
 class PolSARPolSignatures : public algokit::PluginBase
 {
@@ -92,7 +79,8 @@ protected:
             const QString stem = base + (kind == 0 ? "_copol" : "_crosspol");
             writeText(stem + ".txt", grid, signatures, kind == 0 ? "co-polarised" : "cross-polarised");
             writeRaster(stem + ".tif", grid, signatures, kind == 0 ? "co-polarised signature" : "cross-polarised signature");
-            writeChart(stem + ".png", grid, signatures);
+            writeChart(stem + ".png", grid, signatures,
+                       kind == 0 ? QStringLiteral("Co-polarised signature") : QStringLiteral("Cross-polarised signature"));
             written << stem + ".txt" << stem + ".tif" << stem + ".png";
             progress(80.0 + 10.0 * (kind + 1));
         }
@@ -142,31 +130,12 @@ private:
         raster.commit();
     }
 
-    // The grid as a colour map, three pixels per degree, ellipticity growing upwards.
-    void writeChart(const QString& path, const std::vector<double>& grid, const sar::PolarimetricSignatures& s)
+    void writeChart(const QString& path, const std::vector<double>& grid, const sar::PolarimetricSignatures& s,
+                    const QString& title)
     {
-        const int scale = 3, width = s.orientations * scale, height = s.ellipticities * scale;
-        GDALDriver* memory = GetGDALDriverManager()->GetDriverByName("MEM");
-        algokit::DatasetPtr image(memory->Create("", width, height, 3, GDT_Byte, nullptr));
-        std::vector<unsigned char> channel(size_t(width) * height);
-        for (int band = 0; band < 3; ++band)
-        {
-            for (int y = 0; y < height; ++y)
-                for (int x = 0; x < width; ++x)
-                {
-                    const int row = s.ellipticities - 1 - y / scale, column = x / scale;
-                    channel[size_t(y) * width + x] =
-                        static_cast<unsigned char>(ramp(grid[size_t(row) * s.orientations + column])[size_t(band)]);
-                }
-            algokit::writeRows(image->GetRasterBand(band + 1), 0, height, channel);
-        }
         claimOutput(path);
-        GDALDriver* png = GetGDALDriverManager()->GetDriverByName("PNG");
-        GDALDataset* written = png ? png->CreateCopy(path.toUtf8().constData(), image.get(), FALSE, nullptr, nullptr, nullptr)
-                                   : nullptr;
-        if (!written)
+        if (!signatureSurfaceChart(grid, s.orientations, s.ellipticities, title).save(path, "PNG"))
             throw algokit::AlgoError(QStringLiteral("Cannot write %1").arg(path));
-        GDALClose(GDALDataset::ToHandle(written));
     }
 };
 

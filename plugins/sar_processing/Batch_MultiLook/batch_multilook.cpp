@@ -4,10 +4,11 @@
 // new looks, spacings, sizes and line time.
 #include "generic_params.h"
 #include "radar_batch.h"
+#include "radar_kernels.h"
 
 #include <QFileInfo>
+#include <algorithm>
 #include <cmath>
-#include <limits>
 
 namespace
 {
@@ -116,29 +117,25 @@ private:
             output.band(b)->SetUnitType(complex ? "" : band->GetUnitType());
             algokit::forEachRowBlock(outHeight, cellRows, [&](int outRow0, int outRows) {
                 sar::readFloatRows(band, outRow0 * looks.azimuth, outRows * looks.azimuth, values, true);
-                if (!complex)
+                if (scale != sar::RadarScale::Intensity)
                     for (float& v : values)
                         v = sar::toIntensity(v, scale);
                 averaged.resize(size_t(outRows) * outWidth);
                 algokit::parallelFor(outRows, [&](int begin, int end) {
+                    std::vector<double> sums(static_cast<size_t>(width));
+                    std::vector<int> counts(static_cast<size_t>(width));
                     for (int r = begin; r < end; ++r)
-                        for (int c = 0; c < outWidth; ++c)
-                        {
-                            double sum = 0.0;
-                            int count = 0;
-                            for (int dy = 0; dy < looks.azimuth; ++dy)
-                            {
-                                const float* line = values.data() + size_t(r * looks.azimuth + dy) * width + size_t(c) * looks.range;
-                                for (int dx = 0; dx < looks.range; ++dx)
-                                    if (std::isfinite(line[dx]))
-                                    {
-                                        sum += line[dx];
-                                        ++count;
-                                    }
-                            }
-                            averaged[size_t(r) * outWidth + c] =
-                                count ? sar::fromIntensity(float(sum / count), scale) : std::numeric_limits<float>::quiet_NaN();
-                        }
+                    {
+                        std::fill(sums.begin(), sums.end(), 0.0);
+                        std::fill(counts.begin(), counts.end(), 0);
+                        sar::accumulateCellLines(values.data() + size_t(r) * looks.azimuth * width, size_t(width),
+                                                 looks.azimuth, sums.data(), counts.data());
+                        float* out = averaged.data() + size_t(r) * outWidth;
+                        sar::cellMeans(sums.data(), counts.data(), looks.range, size_t(outWidth), out);
+                        if (scale != sar::RadarScale::Intensity)
+                            for (int c = 0; c < outWidth; ++c)
+                                out[c] = sar::fromIntensity(out[c], scale);
+                    }
                 });
                 algokit::writeRows(output.band(b), outRow0, outRows, averaged);
                 report((b + double(outRow0 + outRows) / outHeight) / bands);

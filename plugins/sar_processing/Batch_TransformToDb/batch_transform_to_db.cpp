@@ -2,9 +2,8 @@
 // for each input; values at or below 0 become no data.
 #include "generic_params.h"
 #include "radar_batch.h"
+#include "radar_kernels.h"
 
-#include <cmath>
-#include <limits>
 
 namespace
 {
@@ -61,9 +60,10 @@ private:
             const float factor = float(factors[size_t(b)]);
             algokit::forEachRowBlock(height, blockRows, [&](int row0, int rows) {
                 sar::readFloatRows(source->GetRasterBand(b + 1), row0, rows, values, true);
+                const size_t width = size_t(source->GetRasterXSize());
                 algokit::parallelFor(rows, [&](int begin, int end) {
-                    for (size_t i = size_t(begin) * source->GetRasterXSize(); i < size_t(end) * source->GetRasterXSize(); ++i)
-                        values[i] = values[i] > 0.0f ? factor * std::log10(values[i]) : std::numeric_limits<float>::quiet_NaN();
+                    float* first = values.data() + size_t(begin) * width;
+                    sar::decibels(first, first, size_t(end - begin) * width, factor);
                 });
                 algokit::writeRows(output.band(b), row0, rows, values);
                 report((b + double(row0 + rows) / height) / bands);

@@ -1,5 +1,5 @@
 // Plug-in "SAR_WaterExtraction": water where backscatter (dB) lies below a threshold, given or chosen by the
-// split-based method over tiles; patches of fewer than kMinPatch pixels merged into their surroundings
+// hierarchical split-based method over a quadtree of tiles; patches of fewer than kMinPatch pixels merged into their surroundings
 // (GDAL's sieve, 8-connected); a two-class image with colour table and names, the threshold and water area.
 #include "classification_io.h"
 #include "gdal_progress.h"
@@ -37,8 +37,8 @@ protected:
         const sar::RadarScale scale = sar::bandScale(source.get(), 1, input);
         const int width = source->GetRasterXSize(), height = source->GetRasterYSize();
 
-        // Tiles of a quarter of the shorter side, 32 to 256 pixels.
-        const int tile = std::clamp(std::min(width, height) / 4, 32, 256);
+        // Leaf tiles of the quadtree: at most 64 along the longer side, at least 32 pixels wide.
+        const int tile = std::max(32, (std::max(width, height) + 63) / 64);
         std::vector<float> values;
         auto readDecibels = [&](int row0, int rows) {
             sar::readFloatRows(band, row0, rows, values, false);
@@ -63,7 +63,8 @@ protected:
                 }
                 progress(30.0 * (row0 + rows) / height);
             });
-            threshold = sar::splitBasedThreshold(tiles, &tilesUsed);
+            threshold = sar::hierarchicalSplitThreshold(tiles, (width + tile - 1) / tile, (height + tile - 1) / tile,
+                                                        &tilesUsed);
         }
 
         algokit::OutputRaster output = algokit::createClassRaster(outputPath, source.get(), {{190, 190, 190}, {0, 90, 255}},

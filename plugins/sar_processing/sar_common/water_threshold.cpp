@@ -134,4 +134,61 @@ double splitBasedThreshold(const std::vector<Histogram>& tiles, int* tilesUsed)
     return otsuSplit(used ? pooled : all).threshold;
 }
 
+namespace
+{
+
+struct QuadSearch
+{
+    const std::vector<Histogram>& leaves;
+    int columns;
+    Histogram pooled;
+    int parts = 0;
+    int covered = 0;
+
+    // Leaves [c0, c1) x [r0, r1): pooled when bimodal, else searched quarter by quarter.
+    void visit(int c0, int c1, int r0, int r1)
+    {
+        if (c0 >= c1 || r0 >= r1)
+            return;
+        Histogram part;
+        for (int r = r0; r < r1; ++r)
+            for (int c = c0; c < c1; ++c)
+                part.merge(leaves[size_t(r) * size_t(columns) + size_t(c)]);
+        if (part.total() >= 100 && otsuSplit(part).bimodal)
+        {
+            pooled.merge(part);
+            ++parts;
+            covered += (c1 - c0) * (r1 - r0);
+            return;
+        }
+        if (c1 - c0 == 1 && r1 - r0 == 1)
+            return;
+        const int cm = (c0 + c1 + 1) / 2, rm = (r0 + r1 + 1) / 2;
+        visit(c0, cm, r0, rm);
+        visit(cm, c1, r0, rm);
+        visit(c0, cm, rm, r1);
+        visit(cm, c1, rm, r1);
+    }
+};
+
+} // namespace
+
+double hierarchicalSplitThreshold(const std::vector<Histogram>& leaves, int columns, int rows, int* tilesUsed,
+                                  int* leavesUsed)
+{
+    QuadSearch search{leaves, columns, Histogram(), 0, 0};
+    if (columns > 0 && rows > 0 && leaves.size() == size_t(columns) * size_t(rows))
+        search.visit(0, columns, 0, rows);
+    if (tilesUsed)
+        *tilesUsed = search.parts;
+    if (leavesUsed)
+        *leavesUsed = search.covered;
+    if (search.parts)
+        return otsuSplit(search.pooled).threshold;
+    Histogram all;
+    for (const Histogram& leaf : leaves)
+        all.merge(leaf);
+    return otsuSplit(all).threshold;
+}
+
 } // namespace sar

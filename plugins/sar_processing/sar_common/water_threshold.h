@@ -1,5 +1,6 @@
 // Water thresholds on backscatter in dB: Otsu's threshold of a histogram, a bimodality test of the split, and
-// the split-based choice over tiles (after Chini et al. 2017: Otsu on the tiles whose histograms are bimodal).
+// the split-based choice over tiles (after Chini et al. 2017: Otsu on the tiles whose histograms are bimodal),
+// flat or over a quadtree of tiles.
 #pragma once
 
 #include <vector>
@@ -44,5 +45,12 @@ Split otsuSplit(const Histogram& histogram);
 // The threshold from tile histograms: Otsu on the pooled histogram of the bimodal tiles, or on all of them
 // when none is bimodal. tilesUsed receives the number of bimodal tiles.
 double splitBasedThreshold(const std::vector<Histogram>& tiles, int* tilesUsed = nullptr);
+
+// The hierarchical split-based choice (Chini et al. 2017): the image, then each quarter of a part that is not
+// bimodal, recursively down to single leaf tiles; the parts found bimodal are pooled and split by Otsu (all
+// leaves pooled when no part is bimodal). leaves: a grid of `columns` x `rows` leaf tiles, row after row.
+// tilesUsed receives the number of bimodal parts, leavesUsed the number of leaf tiles they cover.
+double hierarchicalSplitThreshold(const std::vector<Histogram>& leaves, int columns, int rows, int* tilesUsed = nullptr,
+                                  int* leavesUsed = nullptr);
 
 } // namespace sar
