@@ -116,6 +116,7 @@ TEST(CloudShare, RealLandsatSceneLiesBetweenTheHighAndMediumConfidenceCloudOfIts
     QTemporaryDir dir;
     // Bands 2-7 and 9 named as Landsat 8 numbers them, as top-of-atmosphere reflectance through the MTL's
     // reflectance factors (2e-5 x DN - 0.1) over sin(sun elevation 64.7436 degrees).
+    GDALAllRegister(); // the stack is built here, before any entry has registered GDAL's drivers
     const QString stack = dir.filePath("l8.vrt");
     std::vector<QByteArray> names;
     for (int b : {2, 3, 4, 5, 6, 7, 9})
