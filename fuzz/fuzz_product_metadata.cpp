@@ -34,6 +34,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         QString::fromUtf8(bytes.left(bytes.indexOf('\n') < 0 ? bytes.size() : bytes.indexOf('\n')));
     checkRecord(catalogue::recogniseName(firstLine));
     checkRecord(catalogue::readLandsatMtl(bytes));
+    const double spacing = catalogue::readSentinel1PixelSpacing(bytes);
+    if (!(spacing == -1.0 || (spacing > 0.0 && spacing < 10000.0)))
+        __builtin_trap();
     catalogue::LonLatRing ring;
     checkRecord(catalogue::readSafeManifest(bytes, &ring));
     for (const auto& vertex : ring)

@@ -393,6 +393,13 @@ TEST(CatalogueIndex, SharedProductsAreRecognisedOncePerProduct)
         {
             ++safe;
             EXPECT_EQ(row.at("satellite").rfind("SENTINEL-1", 0), 0u);
+            // The annotations' spacings (grep rangePixelSpacing/azimuthPixelSpacing): GRDH 10 x 10 m, IW SLC
+            // 2.33 m in slant range by 13.93-13.95 m in azimuth, the coarser one is the resolution.
+            const double resolution = std::stod(row.at("res_m"));
+            if (QString::fromStdString(row.at("path")).contains("_GRDH_"))
+                EXPECT_DOUBLE_EQ(resolution, 10.0) << row.at("path");
+            else
+                EXPECT_TRUE(resolution >= 13.928 && resolution <= 13.95) << row.at("path") << " " << resolution;
         }
     }
     EXPECT_EQ(safe, 5);

@@ -125,6 +125,19 @@ TEST(CatalogueRecognition, MetadataOfRealProducts)
     ASSERT_EQ(ring.size(), 4u);
     EXPECT_DOUBLE_EQ(ring[0].first, 10.701735);
     EXPECT_DOUBLE_EQ(ring[0].second, 42.517532);
+
+    // The pixel spacing of an annotation: the coarser of range and azimuth; nothing usable gives -1.
+    EXPECT_DOUBLE_EQ(readSentinel1PixelSpacing(readShared("sentinel1/S1B_IW_GRDH_1SDV_20210401T052623_20210401T052648_026269_"
+                                                          "032297_ECC8.SAFE/annotation/s1b-iw-grd-vv-20210401t052623-"
+                                                          "20210401t052648-026269-032297-001.xml")),
+                     10.0);
+    const QByteArray slc = "<product><imageAnnotation><imageInformation><rangePixelSpacing>2.329562e+00</rangePixelSpacing>"
+                           "<azimuthPixelSpacing>1.392830e+01</azimuthPixelSpacing></imageInformation>";
+    EXPECT_DOUBLE_EQ(readSentinel1PixelSpacing(slc), 13.9283); // cut short after the element: still read
+    EXPECT_DOUBLE_EQ(readSentinel1PixelSpacing("<a><rangePixelSpacing>5</rangePixelSpacing></a>"), 5.0);
+    for (const char* bad : {"", "<a>", "<a><rangePixelSpacing>-3</rangePixelSpacing><azimuthPixelSpacing>nan</azimuthPixelSpacing></a>",
+                            "<a><azimuthPixelSpacing>1e300</azimuthPixelSpacing><rangePixelSpacing>ten</rangePixelSpacing></a>"})
+        EXPECT_DOUBLE_EQ(readSentinel1PixelSpacing(bad), -1.0) << bad;
 }
 
 TEST(CatalogueRecognition, MetadataXmlAndHostileTexts)

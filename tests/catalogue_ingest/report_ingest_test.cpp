@@ -3,17 +3,21 @@
 #include "catalogue_test_support.h"
 
 #include <gdal_priv.h>
+#include <ogrsf_frmts.h>
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QImage>
 #include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QProcess>
 #include <QTemporaryDir>
 
 #include <algorithm>
 #include <cmath>
+#include <map>
 #include <memory>
 
 using namespace testsupport;
@@ -22,13 +26,13 @@ using namespace cataloguetest;
 namespace
 {
 
-void makeUtmImage(const QString& path, int w, int h, int bands, double (*value)(int band, int x, int y))
+void makeUtmImage(const QString& path, int w, int h, int bands, double (*value)(int band, int x, int y), double pixel = 10.0)
 {
     GDALAllRegister();
     GDALDriver* driver = GetGDALDriverManager()->GetDriverByName("GTiff");
     std::unique_ptr<GDALDataset> ds(driver->Create(path.toUtf8().constData(), w, h, bands, GDT_UInt16, nullptr));
     ASSERT_TRUE(ds);
-    double gt[6] = {500000.0, 10.0, 0.0, 4600000.0, 0.0, -10.0};
+    double gt[6] = {500000.0, pixel, 0.0, 4600000.0, 0.0, -pixel};
     ds->SetGeoTransform(gt);
     OGRSpatialReference srs;
     srs.importFromEPSG(32633);
@@ -173,6 +177,66 @@ TEST(CatalogueIngest, DeliveryWithADamagedProduct)
     }
     EXPECT_NE(std::string(result.record.message).find("has an unknown or mistyped member \"thumbnail\""),
               std::string::npos);
+}
+
+TEST(CatalogueIngest, Sentinel2Level2ABandsNamedByResolution)
+{
+    // Level-2A keeps bands in R10m, R20m and R60m, most of them at several resolutions, named <tile>_<time>_B<n>_<r>m:
+    // each band is indexed and stacked once, at its finest resolution (B02 at 10 m, not at 20 or 60 m).
+    QTemporaryDir dir;
+    const QString in = dir.filePath("delivery"), product = "S2B_MSIL2A_20220414T102209_N0400_R065_T33TWF_20220414T121000";
+    const QString images = in + "/" + product + ".SAFE/GRANULE/L2A_T33TWF_A026722_20220414T102209/IMG_DATA/";
+    const QString prefix = "T33TWF_20220414T102209_";
+    for (const char* folder : {"R10m", "R20m", "R60m"})
+        QDir().mkpath(images + folder);
+    {
+        // A manifest that says nothing: the product is known by its folder name.
+        QFile manifest(in + "/" + product + ".SAFE/manifest.safe");
+        ASSERT_TRUE(manifest.open(QIODevice::WriteOnly));
+        manifest.write("<?xml version=\"1.0\"?><xfdu:XFDU xmlns:xfdu=\"urn:ccsds:schema:xfdu:1\"/>");
+    }
+    auto level = [](int band, int, int) { return 0.0 + band; };
+    for (const char* band : {"B02", "B03", "B04"})
+        makeUtmImage(images + "R10m/" + prefix + band + "_10m.tif", 24, 24, 1, ramp, 10.0);
+    for (const char* band : {"B02", "B05", "B8A", "SCL"})
+        makeUtmImage(images + "R20m/" + prefix + band + "_20m.tif", 12, 12, 1, band == QString("B05") ? ramp : +level, 20.0);
+    for (const char* band : {"B01", "B02", "B05"})
+        makeUtmImage(images + "R60m/" + prefix + band + "_60m.tif", 4, 4, 1, ramp, 60.0);
+
+    const EntryRun index =
+        runJson(ExcuteAlgo_CreateImgIndex, QJsonObject{{"InputFiles", in}, {"OutputFile", dir.filePath("index.gpkg")}});
+    ASSERT_TRUE(index.ok) << index.text;
+    EXPECT_EQ(index.outputs.value("ImageCount"), "1");
+    {
+        std::unique_ptr<GDALDataset> indexFile(GDALDataset::Open(dir.filePath("index.gpkg").toUtf8().constData(), GDAL_OF_VECTOR));
+        ASSERT_TRUE(indexFile);
+        std::unique_ptr<OGRFeature> entry(indexFile->GetLayer(0)->GetNextFeature());
+        ASSERT_TRUE(entry);
+        EXPECT_EQ(entry->GetFieldAsInteger("bands"), 6); // B01 B02 B03 B04 B05 B8A
+        EXPECT_STREQ(entry->GetFieldAsString("satellite"), "SENTINEL-2B");
+    }
+
+    const QString out = dir.filePath("ready");
+    RecordingResult result;
+    std::string text;
+    bool ok = false;
+    {
+        StdoutCapture capture;
+        ok = ExcuteAlgo_DataAutoMagic(in.toUtf8().constData(), out.toUtf8().constData(), "{\"index\": false}", &result.record);
+        text = capture.text();
+    }
+    ASSERT_TRUE(ok) << text << result.record.message;
+    const QJsonObject manifest = QJsonDocument::fromJson(readAll(out + "/manifest.json")).object();
+    ASSERT_EQ(manifest.value("products").toArray().size(), 1);
+    std::map<QString, int> bandsOf;
+    for (const QJsonValue& stack : manifest.value("products").toArray()[0].toObject().value("stacks").toArray())
+        bandsOf[QFileInfo(stack.toObject().value("file").toString()).fileName()] = stack.toObject().value("bands").toInt();
+    // The footprint band (B01) decides the unsuffixed grid; the others are named by pixel size.
+    EXPECT_EQ(bandsOf, (std::map<QString, int>{{product + ".tif", 1}, {product + "_10m.tif", 3}, {product + "_20m.tif", 2}}));
+    // The 20 m stack holds B05 then B8A, read from their own files (B8A is the constant 0 of the `level` pattern).
+    EXPECT_EQ(readBand(out + "/" + product + "_20m.tif", 1), readBand(images + "R20m/" + prefix + "B05_20m.tif", 1));
+    const std::vector<double> b8a = readBand(out + "/" + product + "_20m.tif", 2);
+    EXPECT_EQ(b8a, std::vector<double>(144, 0.0));
 }
 
 TEST(CatalogueIngest, StoppedRunLeavesNothing)

@@ -111,6 +111,57 @@ TEST(Classify, SamplesHoldTheFeaturesOfTheSampledSegments)
     EXPECT_EQ(outputValue(again.text(), "SampleCount"), "6");
 }
 
+TEST(Classify, SamplesAsPolygonsCarryTheParcelOutlinesAndFeatures)
+{
+    QTemporaryDir dir;
+    const Scene scene = makeScene(dir);
+    for (const char* name : {"samples.gpkg", "samples.shp"})
+    {
+        const QString layerPath = dir.filePath(name);
+        StdoutCapture capture;
+        ASSERT_TRUE(ExcuteAlgo_MSS_Sample(scene.image.toUtf8().constData(), scene.segments.toUtf8().constData(),
+                                          scene.samples.toUtf8().constData(), layerPath.toUtf8().constData(), "cls", "mean|area", 0.0,
+                                          0.0, 0, nullptr))
+            << name;
+        EXPECT_EQ(outputValue(capture.text(), "SampleCount"), "24") << name;
+        GDALDatasetUniquePtr layerFile(GDALDataset::Open(layerPath.toUtf8().constData(), GDAL_OF_VECTOR));
+        ASSERT_NE(layerFile, nullptr) << name;
+        OGRLayer* layer = layerFile->GetLayer(0);
+        ASSERT_NE(layer->GetSpatialRef(), nullptr) << name;
+        EXPECT_EQ(layer->GetFeatureCount(), 24) << name;
+        int seen = 0;
+        for (auto& feature : *layer)
+        {
+            // Segment s is parcel (i, j): its outline is the parcel's square on the 30 m grid from (500000, 4000000).
+            const int segment = int(feature->GetFieldAsInteger64("segment")), i = (segment - 1) % kColumns, j = (segment - 1) / kColumns;
+            EXPECT_EQ(feature->GetFieldAsInteger("class"), classOfParcel(i, j)) << name << " " << segment;
+            EXPECT_STREQ(feature->GetFieldAsString("class_name"), QString("Class_%1").arg(classOfParcel(i, j)).toUtf8().constData());
+            OGREnvelope box;
+            feature->GetGeometryRef()->getEnvelope(&box);
+            EXPECT_DOUBLE_EQ(box.MinX, 500000 + 30.0 * i * kParcel) << name << " " << segment;
+            EXPECT_DOUBLE_EQ(box.MaxY, 4000000 - 30.0 * j * kParcel) << name << " " << segment;
+            EXPECT_DOUBLE_EQ(feature->GetGeometryRef()->toPolygon()->get_Area(), kParcel * kParcel * 900.0);
+            EXPECT_DOUBLE_EQ(feature->GetFieldAsDouble("area"), kParcel * kParcel * 900.0);
+            double sum = 0;
+            for (int y = j * kParcel; y < (j + 1) * kParcel; ++y)
+                for (int x = i * kParcel; x < (i + 1) * kParcel; ++x)
+                    sum += std::round(parcelPixel(1, x, y));
+            EXPECT_NEAR(feature->GetFieldAsDouble("mean_2"), sum / (kParcel * kParcel), 1e-4) << name << " " << segment;
+            ++seen;
+        }
+        EXPECT_EQ(seen, 24) << name;
+    }
+    // A suffix that is neither a table nor a vector layer is refused before anything is written.
+    const QString text = dir.filePath("samples.txt");
+    RecordingResult result;
+    EXPECT_FALSE(ExcuteAlgo_MSS_Sample(scene.image.toUtf8().constData(), scene.segments.toUtf8().constData(),
+                                       scene.samples.toUtf8().constData(), text.toUtf8().constData(), "cls", "", 0.0, 0.0, 0,
+                                       &result.record));
+    EXPECT_EQ(message(result.record), "MSS_Sample: the parameter OutputFile (" + text.toStdString() +
+                                          ") must end in .csv, .gpkg, .shp or .geojson!");
+    EXPECT_FALSE(QFile::exists(text));
+}
+
 TEST(Classify, EveryClassifierSeparatesTheClassesAndTheModelRoundTrips)
 {
     QTemporaryDir dir;

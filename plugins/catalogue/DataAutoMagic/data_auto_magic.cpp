@@ -21,6 +21,9 @@
 #include <QRegularExpression>
 #include <QSaveFile>
 
+#include <algorithm>
+#include <map>
+
 namespace
 {
 
@@ -41,7 +44,7 @@ QString outputStem(const catalogue::CatalogueItem& item)
     if (name == QLatin1String("manifest.safe"))
         name = QFileInfo(QFileInfo(item.path).absolutePath()).fileName();
     // A set of band files is named by the prefix they share.
-    static const QRegularExpression band(QStringLiteral("^(.+)_B\\d{1,2}A?\\.[A-Za-z0-9]+$"));
+    static const QRegularExpression band(QStringLiteral("^(.+)_B\\d{1,2}A?(?:_\\d{2}m)?\\.[A-Za-z0-9]+$"));
     const QRegularExpressionMatch shared = band.match(name);
     if (item.memberCount > 1 && shared.hasMatch())
         name = shared.captured(1);
@@ -64,15 +67,45 @@ std::vector<GridStack> stackMembers(const catalogue::CatalogueItem& item)
     if (item.memberCount <= 1)
         return {{{item.imagePath}, QString()}};
     const QFileInfo image(item.imagePath);
-    static const QRegularExpression band(QStringLiteral("^(.+)_B(\\d{1,2})(A?)\\.(tif|tiff|jp2)$"),
+    // Sentinel-2 Level-2A names its band files by resolution (<prefix>_B02_10m.jp2) in folders R10m, R20m and
+    // R60m, most bands at several: each band is taken once, at its finest resolution, from all three.
+    static const QRegularExpression band(QStringLiteral("^(.+)_B(\\d{1,2})(A?)(?:_(\\d{2})m)?\\.(tif|tiff|jp2)$"),
                                          QRegularExpression::CaseInsensitiveOption);
     const QRegularExpressionMatch own = band.match(image.fileName());
-    QStringList candidates = image.absoluteDir().entryList(QDir::Files, QDir::Name);
+    QStringList folders{image.absolutePath()};
+    static const QRegularExpression resolutionFolder(QStringLiteral("^R\\d+m$"));
+    if (resolutionFolder.match(image.absoluteDir().dirName()).hasMatch())
+    {
+        QDir parent = image.absoluteDir();
+        parent.cdUp();
+        for (const QString& sub : parent.entryList({QStringLiteral("R*m")}, QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name))
+            if (parent.filePath(sub) != image.absolutePath())
+                folders << parent.filePath(sub);
+    }
+    auto order = [&](const QRegularExpressionMatch& m) {
+        return m.hasMatch() ? m.captured(2).toInt() * 2 + !m.captured(3).isEmpty() : 1000;
+    };
+    std::map<int, std::pair<int, QString>> finest; // band order -> (resolution, path)
+    QStringList candidates;
+    for (const QString& folder : folders)
+        for (const QString& name : QDir(folder).entryList(QDir::Files, QDir::Name))
+        {
+            const QRegularExpressionMatch m = band.match(name);
+            if (!m.hasMatch() || m.captured(4).isEmpty())
+            {
+                candidates << QDir(folder).filePath(name);
+                continue;
+            }
+            const int resolution = m.captured(4).toInt();
+            auto found = finest.find(order(m));
+            if (found == finest.end() || resolution < found->second.first)
+                finest[order(m)] = {resolution, QDir(folder).filePath(name)};
+        }
+    for (const auto& chosen : finest)
+        candidates << chosen.second.second;
     std::sort(candidates.begin(), candidates.end(), [&](const QString& a, const QString& b) {
-        const auto ma = band.match(a), mb = band.match(b);
-        const int ka = ma.hasMatch() ? ma.captured(2).toInt() * 2 + !ma.captured(3).isEmpty() : 1000;
-        const int kb = mb.hasMatch() ? mb.captured(2).toInt() * 2 + !mb.captured(3).isEmpty() : 1000;
-        return ka != kb ? ka < kb : a < b;
+        const int ka = order(band.match(QFileInfo(a).fileName())), kb = order(band.match(QFileInfo(b).fileName()));
+        return ka != kb ? ka < kb : QFileInfo(a).fileName() < QFileInfo(b).fileName();
     });
     struct Grid
     {
@@ -81,13 +114,12 @@ std::vector<GridStack> stackMembers(const catalogue::CatalogueItem& item)
         GridStack stack;
     };
     std::vector<Grid> grids;
-    for (const QString& name : candidates)
+    for (const QString& path : candidates)
     {
-        const QRegularExpressionMatch m = band.match(name);
+        const QRegularExpressionMatch m = band.match(QFileInfo(path).fileName());
         // A band set is its numbered band files; quality and other masks are not bands.
         if (!own.hasMatch() || !m.hasMatch() || m.captured(1) != own.captured(1))
             continue;
-        const QString path = image.absoluteDir().filePath(name);
         CPLPushErrorHandler(CPLQuietErrorHandler);
         algokit::DatasetPtr other(GDALDataset::Open(path.toUtf8().constData(), GDAL_OF_RASTER));
         CPLPopErrorHandler();

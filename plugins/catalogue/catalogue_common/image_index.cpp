@@ -51,6 +51,8 @@ IndexEntry describeItem(const CatalogueItem& item, const FootprintOptions& optio
     entry.path = item.path;
     entry.fileName = QFileInfo(item.path).fileName();
     entry.info = item.info;
+    if (item.info.pixelSpacingMetres > 0.0)
+        entry.resolutionMetres = item.info.pixelSpacingMetres;
     if (!item.declaredFootprint.empty())
     {
         // A SAFE product declares the footprint of all its swaths; one measurement covers only a part.
@@ -82,7 +84,8 @@ IndexEntry describeItem(const CatalogueItem& item, const FootprintOptions& optio
     entry.footprint = std::move(footprint.wgs84);
     entry.native = std::move(footprint.native);
     entry.srs = footprint.nativeSrs;
-    entry.resolutionMetres = footprint.resolutionMetres;
+    if (entry.resolutionMetres <= 0.0)
+        entry.resolutionMetres = footprint.resolutionMetres;
     entry.bandCount = item.memberCount > 1 ? item.memberCount : dataset->GetRasterCount();
     if (!entry.footprint && entry.error.isEmpty())
         entry.error = QStringLiteral("has no valid pixel");

@@ -7,6 +7,7 @@
 #include <QStringList>
 #include <QXmlStreamReader>
 
+#include <algorithm>
 #include <cmath>
 
 namespace catalogue
@@ -259,6 +260,8 @@ ProductInfo merged(const ProductInfo& base, const ProductInfo& more)
     fill(out.family, more.family);
     if (out.cloudPercent < 0.0)
         out.cloudPercent = more.cloudPercent;
+    if (out.pixelSpacingMetres <= 0.0)
+        out.pixelSpacingMetres = more.pixelSpacingMetres;
     // A time of day is worth more than a bare date of the same day.
     if (more.acquisition.size() > out.acquisition.size() && more.acquisition.startsWith(out.acquisition))
         out.acquisition = more.acquisition;
@@ -310,6 +313,29 @@ ProductInfo readLandsatMtl(const QByteArray& text)
     if (info.recognised())
         info.family = QStringLiteral("landsat");
     return info;
+}
+
+double readSentinel1PixelSpacing(const QByteArray& xml)
+{
+    double range = -1.0, azimuth = -1.0;
+    QXmlStreamReader reader(xml);
+    while (!reader.atEnd() && !reader.hasError() && (range <= 0.0 || azimuth <= 0.0))
+    {
+        if (reader.readNext() != QXmlStreamReader::StartElement)
+            continue;
+        const bool isRange = reader.name() == QLatin1String("rangePixelSpacing");
+        if (!isRange && reader.name() != QLatin1String("azimuthPixelSpacing"))
+            continue;
+        bool ok = false;
+        const double value = reader.readElementText(QXmlStreamReader::SkipChildElements).trimmed().toDouble(&ok);
+        // A spacing outside a metre range that any orbiting radar uses is a damaged file, not a resolution.
+        if (!ok || !(value > 0.0 && value < 10000.0))
+            continue;
+        double& field = isRange ? range : azimuth;
+        if (field <= 0.0)
+            field = value;
+    }
+    return std::max(range, azimuth);
 }
 
 ProductInfo readSafeManifest(const QByteArray& xml, LonLatRing* footprint)

@@ -18,6 +18,7 @@ struct ProductInfo
     QString level;       // "L1T", "L1C", "GRDH", "SLC", "L1A"
     double cloudPercent = -1.0; // negative: not stated
     QString family;             // "landsat", "sentinel1", "sentinel2", "gf", "zy3", "csk", empty when not recognised
+    double pixelSpacingMetres = -1.0; // from a product annotation (radar in sensor geometry); negative: not stated
 
     bool recognised() const { return !satellite.isEmpty(); }
 };
@@ -37,6 +38,10 @@ using LonLatRing = std::vector<std::pair<double, double>>;
 
 // From a SAFE manifest (Sentinel-1/2); `footprint`, when given, receives the declared footprint.
 ProductInfo readSafeManifest(const QByteArray& xml, LonLatRing* footprint = nullptr);
+
+// The pixel spacing of a Sentinel-1 annotation XML (imageInformation): the coarser of range and azimuth spacing
+// in metres, negative when neither is stated. Reads only as far as it needs, so a truncated file is fine.
+double readSentinel1PixelSpacing(const QByteArray& xml);
 
 // From a product metadata XML of the GF, ZY-3 and Sentinel-2 kind: the first non-empty element among
 // the usual names of satellite, sensor, time, level and cloud share.

@@ -10,6 +10,9 @@
 
 #include <gdal_priv.h>
 
+#include <algorithm>
+#include <map>
+
 namespace catalogue
 {
 
@@ -27,10 +30,11 @@ QByteArray readSmallFile(const QString& path)
     return file.readAll();
 }
 
-// Band files: <prefix>_B<n>[A].<ext> (Landsat, Sentinel-2 tiles and their crops).
+// Band files: <prefix>_B<n>[A][_<r>m].<ext> (Landsat, Sentinel-2 tiles and their crops; Level-2A names its
+// files by resolution, and holds most bands at several).
 const QRegularExpression& bandFilePattern()
 {
-    static const QRegularExpression pattern(QStringLiteral("^(.+)_B(\\d{1,2})(A?)\\.(tif|tiff|jp2)$"),
+    static const QRegularExpression pattern(QStringLiteral("^(.+)_B(\\d{1,2})(A?)(?:_(\\d{2})m)?\\.(tif|tiff|jp2)$"),
                                             QRegularExpression::CaseInsensitiveOption);
     return pattern;
 }
@@ -64,6 +68,17 @@ CatalogueItem safeItem(const QString& folder)
     item.info = merged(item.info, recogniseName(QFileInfo(folder).fileName()));
     const QStringList measurements =
         QDir(QDir(folder).filePath(QStringLiteral("measurement"))).entryList(QDir::Files, QDir::Name);
+    // Radar in sensor geometry has no grid of its own: its resolution is the annotation's pixel spacing (the
+    // element sits in the first few hundred kilobytes of a file of a few megabytes).
+    const QDir annotations(QDir(folder).filePath(QStringLiteral("annotation")));
+    for (const QString& name : annotations.entryList({QStringLiteral("*.xml")}, QDir::Files, QDir::Name))
+    {
+        QFile annotation(annotations.filePath(name));
+        if (annotation.open(QIODevice::ReadOnly))
+            item.info.pixelSpacingMetres = readSentinel1PixelSpacing(annotation.read(kMaxMetadataFileBytes));
+        if (item.info.pixelSpacingMetres > 0.0)
+            break;
+    }
     item.memberCount = 0;
     for (const QString& name : measurements)
         if (looksLikeRaster(name))
@@ -78,11 +93,27 @@ CatalogueItem safeItem(const QString& folder)
         QDir granules(QDir(folder).filePath(QStringLiteral("GRANULE")));
         for (const QString& granule : granules.entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name))
         {
+            // Level-1C keeps its bands in IMG_DATA, Level-2A in IMG_DATA/R10m, R20m and R60m: each band once,
+            // at its finest resolution.
             const QDir images(granules.filePath(granule + QStringLiteral("/IMG_DATA")));
+            QStringList folders{images.path()};
+            for (const QString& sub : images.entryList({QStringLiteral("R*m")}, QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name))
+                folders << images.filePath(sub);
+            std::map<int, std::pair<int, QString>> finest; // band order -> (resolution, path)
+            for (const QString& folderPath : folders)
+                for (const QString& name : QDir(folderPath).entryList(QDir::Files, QDir::Name))
+                {
+                    const QRegularExpressionMatch m = bandFilePattern().match(name);
+                    if (!m.hasMatch())
+                        continue;
+                    const int resolution = m.captured(4).isEmpty() ? 0 : m.captured(4).toInt();
+                    auto found = finest.find(bandOrder(name));
+                    if (found == finest.end() || resolution < found->second.first)
+                        finest[bandOrder(name)] = {resolution, QDir(folderPath).filePath(name)};
+                }
             QStringList bands;
-            for (const QString& name : images.entryList(QDir::Files, QDir::Name))
-                if (bandFilePattern().match(name).hasMatch())
-                    bands << images.filePath(name);
+            for (const auto& band : finest)
+                bands << band.second.second;
             if (bands.isEmpty())
                 continue;
             item.imagePath = preferredBand(bands, QString());

@@ -47,7 +47,9 @@ class RegionGraph
 {
 public:
     explicit RegionGraph(MergeCriterion criterion) : m_criterion(std::move(criterion)) {}
-    int addSegment(SegmentStats stats);
+    int addSegment(const SegmentStats& stats);
+    // A one-pixel segment at (x, y) with `bands` values; the fast path of a window's first graph.
+    int addPixel(const float* values, int bands, int x, int y);
     // Adds `length` to the shared boundary of a and b (a != b).
     void addBoundary(int a, int b, double length);
     // Passes of mutual-best-neighbour merging below scale^2 until a pass merges nothing or `passes` ran (<= 0: no
@@ -57,8 +59,8 @@ public:
     long absorbSmall(double minSize);
     // The segment a node ended in.
     int root(int node);
-    int size() const { return int(m_stats.size()); }
-    const SegmentStats& stats(int node) const { return m_stats[size_t(node)]; }
+    int size() const { return int(m_nodes.size()); }
+    SegmentStats stats(int node) const;
 
 private:
     // An edge knows the cost of merging its two ends until either of them changes (NaN: to be computed); both
@@ -69,14 +71,31 @@ private:
         double length;
         double cost;
     };
+    // A segment's scalars; its band sums and sums of squares live in m_moments (2 * bands values per node) so
+    // that a million one-pixel segments cost no allocation each.
+    struct Node
+    {
+        double count, perimeter;
+        int x0, y0, x1, y1;
+        double colourTerm, compactTerm, smoothTerm;
+    };
+    void setBands(int bands);
+    int appendNode(const Node& node);
+    void computeTerms(int node);
+    double cost(int a, int b, double shared) const;
     void merge(int keep, int gone);
     int bestNeighbour(int node, double* cost);
+    Edge* backEdge(int from, int to);
     MergeCriterion m_criterion;
-    std::vector<SegmentStats> m_stats;
+    int m_bands = -1;
+    std::vector<double> m_weights;
+    std::vector<Node> m_nodes;
+    std::vector<double> m_moments;
     std::vector<char> m_dirty; // its best neighbour must be looked for again
     std::vector<std::vector<Edge>> m_edges;
     std::vector<int> m_parent;
     std::vector<char> m_alive;
+    std::vector<int> m_slot; // scratch of merge(): position of a neighbour in the kept segment's list, or -1
 };
 
 // Segments one window of pixels (`bands` values each, pixel-interleaved, row after row) where valid is 1; writes

@@ -17,6 +17,57 @@
 namespace obia
 {
 
+namespace
+{
+
+// The segments of the label raster as polygons (field 0: the label) in a scratch layer.
+struct SegmentPolygons
+{
+    algokit::DatasetPtr scratch;
+    OGRLayer* layer = nullptr;
+};
+
+SegmentPolygons polygoniseSegments(const SegmentInputs& inputs, const std::function<void(double)>& report)
+{
+    SegmentPolygons out;
+    GDALDriver* memory = GetGDALDriverManager()->GetDriverByName("Memory");
+    out.scratch.reset(memory->Create("", 0, 0, 0, GDT_Unknown, nullptr));
+    OGRSpatialReference* srs = inputs.labels->GetSpatialRef() ? inputs.labels->GetSpatialRef()->Clone() : nullptr;
+    out.layer = out.scratch->CreateLayer("segments", srs, wkbPolygon, nullptr);
+    if (srs)
+        srs->Release();
+    OGRFieldDefn segmentField("segment", OFTInteger64);
+    out.layer->CreateField(&segmentField);
+    GDALRasterBand* labelBand = inputs.labels->GetRasterBand(1);
+    algokit::GdalProgress bridge([&](double percent) { report(0.01 * percent); });
+    if (GDALPolygonize(labelBand, labelBand->GetMaskBand(), out.layer, 0, nullptr, algokit::GdalProgress::callback, &bridge) != CE_None)
+    {
+        bridge.rethrowIfCancelled();
+        throw algokit::AlgoError(QStringLiteral("Polygonising %1 failed: %2").arg(inputs.labelPath, QString::fromUtf8(CPLGetLastErrorMsg())));
+    }
+    return out;
+}
+
+// A new vector file by suffix (.shp, .geojson/.json, else GeoPackage) with one polygon layer in the segments'
+// reference system.
+algokit::DatasetPtr createSegmentLayer(const QString& path, const SegmentInputs& inputs, const char* layerName)
+{
+    const QString suffix = QFileInfo(path).suffix().toLower();
+    const char* driverName = suffix == "shp" ? "ESRI Shapefile" : suffix == "geojson" || suffix == "json" ? "GeoJSON" : "GPKG";
+    if (QFileInfo::exists(path))
+        algokit::deleteRasterFiles(path);
+    algokit::DatasetPtr output(GetGDALDriverManager()->GetDriverByName(driverName)->Create(path.toUtf8().constData(), 0, 0, 0, GDT_Unknown, nullptr));
+    OGRSpatialReference* srs = inputs.labels->GetSpatialRef() ? inputs.labels->GetSpatialRef()->Clone() : nullptr;
+    OGRLayer* layer = output ? output->CreateLayer(layerName, srs, wkbPolygon, nullptr) : nullptr;
+    if (srs)
+        srs->Release();
+    if (!layer)
+        throw algokit::AlgoError(QStringLiteral("Cannot create %1: %2").arg(path, QString::fromUtf8(CPLGetLastErrorMsg())));
+    return output;
+}
+
+} // namespace
+
 SegmentInputs openSegmentInputs(const algokit::GenericParams& args)
 {
     SegmentInputs inputs;
@@ -262,36 +313,17 @@ void writeClassification(const SegmentInputs& inputs, const std::vector<int>& co
         report(0.4 * (row0 + count) / height);
     });
     // Polygons of the segments with their class.
-    GDALDriver* memory = GetGDALDriverManager()->GetDriverByName("Memory");
-    algokit::DatasetPtr scratch(memory->Create("", 0, 0, 0, GDT_Unknown, nullptr));
-    OGRSpatialReference* srs = inputs.labels->GetSpatialRef() ? inputs.labels->GetSpatialRef()->Clone() : nullptr;
-    OGRLayer* polygons = scratch->CreateLayer("segments", srs, wkbPolygon, nullptr);
+    SegmentPolygons segments = polygoniseSegments(inputs, [&](double done) { report(0.4 + 0.3 * done); });
+    algokit::DatasetPtr output = createSegmentLayer(polygonPath, inputs, "segments");
+    OGRLayer* layer = output->GetLayer(0);
     OGRFieldDefn segmentField("segment", OFTInteger64);
-    polygons->CreateField(&segmentField);
-    GDALRasterBand* labelBand = inputs.labels->GetRasterBand(1);
-    algokit::GdalProgress bridge([&](double percent) { report(0.4 + 0.003 * percent); });
-    if (GDALPolygonize(labelBand, labelBand->GetMaskBand(), polygons, 0, nullptr, algokit::GdalProgress::callback, &bridge) != CE_None)
-    {
-        bridge.rethrowIfCancelled();
-        throw algokit::AlgoError(QStringLiteral("Polygonising %1 failed: %2").arg(inputs.labelPath, QString::fromUtf8(CPLGetLastErrorMsg())));
-    }
-    const QString suffix = QFileInfo(polygonPath).suffix().toLower();
-    const char* driverName = suffix == "shp" ? "ESRI Shapefile" : suffix == "geojson" || suffix == "json" ? "GeoJSON" : "GPKG";
-    if (QFileInfo::exists(polygonPath))
-        algokit::deleteRasterFiles(polygonPath);
-    algokit::DatasetPtr output(GetGDALDriverManager()->GetDriverByName(driverName)->Create(polygonPath.toUtf8().constData(), 0, 0, 0, GDT_Unknown, nullptr));
-    if (!output)
-        throw algokit::AlgoError(QStringLiteral("Cannot create %1: %2").arg(polygonPath, QString::fromUtf8(CPLGetLastErrorMsg())));
-    OGRLayer* layer = output->CreateLayer("segments", srs, wkbPolygon, nullptr);
-    if (srs)
-        srs->Release();
     OGRFieldDefn classDefinition(classField.toUtf8().constData(), OFTInteger);
     OGRFieldDefn nameDefinition("class_name", OFTString);
-    if (!layer || layer->CreateField(&segmentField) != OGRERR_NONE || layer->CreateField(&classDefinition) != OGRERR_NONE ||
+    if (layer->CreateField(&segmentField) != OGRERR_NONE || layer->CreateField(&classDefinition) != OGRERR_NONE ||
         layer->CreateField(&nameDefinition) != OGRERR_NONE)
         throw algokit::AlgoError(QStringLiteral("Cannot create the segment layer in %1.").arg(polygonPath));
     output->StartTransaction();
-    for (auto& polygon : *polygons)
+    for (auto& polygon : *segments.layer)
     {
         const GIntBig id = polygon->GetFieldAsInteger64(0);
         const int code = id > 0 && size_t(id) < codeOfSegment.size() ? codeOfSegment[size_t(id)] : 0;
@@ -307,6 +339,52 @@ void writeClassification(const SegmentInputs& inputs, const std::vector<int>& co
     output->CommitTransaction();
     output.reset();
     image.commit();
+    report(1.0);
+}
+
+void writeSampleLayer(const SegmentInputs& inputs, const SampleTable& table, const QString& path,
+                      const std::function<void(double)>& report)
+{
+    std::map<unsigned, int> rowOf;
+    for (int row = 0; row < table.rows(); ++row)
+        rowOf[table.segments[size_t(row)]] = row;
+    SegmentPolygons segments = polygoniseSegments(inputs, [&](double done) { report(0.5 * done); });
+    algokit::DatasetPtr output = createSegmentLayer(path, inputs, "samples");
+    OGRLayer* layer = output->GetLayer(0);
+    bool created = true;
+    OGRFieldDefn segmentField("segment", OFTInteger64);
+    OGRFieldDefn classField("class", OFTInteger);
+    OGRFieldDefn nameField("class_name", OFTString);
+    created = layer->CreateField(&segmentField) == OGRERR_NONE && layer->CreateField(&classField) == OGRERR_NONE &&
+              layer->CreateField(&nameField) == OGRERR_NONE;
+    for (const QString& column : table.columns)
+    {
+        OGRFieldDefn field(column.toUtf8().constData(), OFTReal);
+        created = created && layer->CreateField(&field) == OGRERR_NONE;
+    }
+    if (!created)
+        throw algokit::AlgoError(QStringLiteral("Cannot create the sample layer in %1.").arg(path));
+    const size_t width = size_t(table.columns.size());
+    output->StartTransaction();
+    for (auto& polygon : *segments.layer)
+    {
+        const auto found = rowOf.find(unsigned(polygon->GetFieldAsInteger64(0)));
+        if (found == rowOf.end())
+            continue;
+        const int row = found->second;
+        const int index = table.classIndex[size_t(row)];
+        OGRFeature out(layer->GetLayerDefn());
+        out.SetGeometry(polygon->GetGeometryRef());
+        out.SetField(0, GIntBig(found->first));
+        out.SetField(1, table.scheme.codes[size_t(index)]);
+        out.SetField(2, table.scheme.names.value(index).toUtf8().constData());
+        for (size_t c = 0; c < width; ++c)
+            out.SetField(int(3 + c), double(table.values[size_t(row) * width + c]));
+        if (layer->CreateFeature(&out) != OGRERR_NONE)
+            throw algokit::AlgoError(QStringLiteral("Writing %1 failed: %2").arg(path, QString::fromUtf8(CPLGetLastErrorMsg())));
+    }
+    output->CommitTransaction();
+    output.reset();
     report(1.0);
 }
 

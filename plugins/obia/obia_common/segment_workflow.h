@@ -60,4 +60,9 @@ void writeClassification(const SegmentInputs& inputs, const std::vector<int>& co
                          const QString& imagePath, const QString& polygonPath, const QString& classField,
                          const std::function<void(double)>& report);
 
+// Writes the sampled segments as polygons (layer "samples", by suffix: .shp, .geojson/.json, else GeoPackage) with
+// the fields segment, class, class_name and the feature columns. The caller claims the file.
+void writeSampleLayer(const SegmentInputs& inputs, const SampleTable& table, const QString& path,
+                      const std::function<void(double)>& report);
+
 } // namespace obia
