@@ -331,8 +331,10 @@ TEST(WaterChange, RealRadarSceneAgainstADrainedCopy)
     // land backscatter (-5 dB): no new water, water lost only in the west half, stable water only in the east.
     QTemporaryDir dir;
     const QString drained = dir.filePath("drained.tif");
+    GDALAllRegister(); // the copy is made here, before any entry has registered GDAL's drivers
     {
         GDALDatasetUniquePtr source(GDALDataset::Open(scene.toUtf8().constData(), GDAL_OF_RASTER));
+        ASSERT_NE(source, nullptr);
         GDALDriver* driver = GetGDALDriverManager()->GetDriverByName("GTiff");
         GDALDatasetUniquePtr copy(driver->CreateCopy(drained.toUtf8().constData(), source.get(), FALSE, nullptr, nullptr, nullptr));
         ASSERT_NE(copy, nullptr);
