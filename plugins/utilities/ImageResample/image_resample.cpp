@@ -1,7 +1,5 @@
-// Plug-in "ImageResample": resample a raster to the size in its record (gdal_translate with a resampling kernel,
-// its stripes computed on every core).
+// Plug-in "ImageResample": resample a raster to the size in its record (GDALTranslate with a resampling kernel).
 #include "gdal_apps.h"
-#include "parallel_translate.h"
 #include "plugin_base.h"
 #include "raster_io.h"
 #include "records/utility_records.h"
@@ -47,7 +45,7 @@ protected:
         QDir().mkpath(QFileInfo(info.outputFile).absolutePath());
         claimOutput(info.outputFile);
         algokit::GdalProgress bridge([this](double percent) { progress(percent); });
-        resample::translateOnAllCores(source.get(), info.outputFile, argv, &bridge);
+        algokit::translateRaster(source.get(), info.outputFile, argv, &bridge);
         progress(100.0);
         return true;
     }
