@@ -7,6 +7,7 @@
 #include <QJsonValue>
 #include <QRegularExpression>
 #include <algorithm>
+#include <cmath>
 
 namespace cli
 {
@@ -30,7 +31,9 @@ bool argumentText(const QJsonValue& value, QString* text)
     case QJsonValue::Double:
     {
         const double number = value.toDouble();
-        *text = number == double(qint64(number)) ? QString::number(qint64(number)) : QString::number(number, 'g', 17);
+        // Whole numbers within the 64-bit range print as integers; converting others to qint64 is undefined.
+        const bool whole = std::isfinite(number) && std::fabs(number) < 9.2e18 && number == std::trunc(number);
+        *text = whole ? QString::number(qint64(number)) : QString::number(number, 'g', 17);
         return true;
     }
     default: return false;

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <sstream>
 #include <stdexcept>
+#include <type_traits>
 
 namespace sargeo
 {
@@ -92,6 +93,8 @@ template <typename T> std::vector<T> list(const ptree& tree, const std::string& 
         const double v = std::strtod(item.c_str(), &end);
         if (*end != '\0' || !std::isfinite(v))
             throw std::runtime_error("the element " + path + " holds a value that is not a number: \"" + item + "\"");
+        if (std::is_integral<T>::value && (v != std::floor(v) || std::abs(v) > 2e9))
+            throw std::runtime_error("the element " + path + " holds a value that is not an integer: \"" + item + "\"");
         values.push_back(T(v));
     }
     return values;

@@ -101,16 +101,18 @@ bool parsePolConfig(const std::string& text, PolConfig& config)
         return *out > 0;
     };
     bool rows = false, cols = false;
+    // A key's line is followed by its value's line; a value is never read as a key (a PolarCase of "Ncol" stays
+    // a value).
     for (size_t i = 0; i + 1 < lines.size(); ++i)
     {
         if (lines[i] == "Nrow")
-            rows = positive(lines[i + 1], &config.rows);
+            rows = positive(lines[++i], &config.rows);
         else if (lines[i] == "Ncol")
-            cols = positive(lines[i + 1], &config.cols);
+            cols = positive(lines[++i], &config.cols);
         else if (lines[i] == "PolarCase")
-            config.polarCase = lines[i + 1];
+            config.polarCase = lines[++i];
         else if (lines[i] == "PolarType")
-            config.polarType = lines[i + 1];
+            config.polarType = lines[++i];
     }
     return rows && cols;
 }
